@@ -1,0 +1,10 @@
+// Guard for addresses that an operator typed: asks the kernel instead of faulting.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// True when [address, address + size) can be read by this process. Otherwise sends
+/// "address 0x%lx is not readable\n" with `address` and returns false. When the kernel refuses the
+/// question altogether the answer is true.
+bool operator_address_readable(uint64_t address, size_t size);

@@ -1,0 +1,79 @@
+#include "tbm/access.h"
+
+#include <algorithm>
+#include <iterator>
+
+extern "C" {
+const char *const tree_node_type[tree_node_types] = {"SEARCH", "INTERN", "LEAF", "END", "INVALID"};
+const char *const hint_state_str[hint_states] = {"INIT", "SEARCH", "SEARCH_END", "END", "INVALID"};
+}
+
+const char *hint_state_label(uint8_t code) {
+    static constexpr const char *labels[] = {"Init", "Search", "Search End", "End", "Invalid"};
+    static_assert(std::size(labels) == hint_states);
+    return labels[std::min<size_t>(code, hint_states - 1)];
+}
+
+uint32_t bit_count_below(const void *bits, uint32_t n) {
+    static constexpr uint8_t nibble_ones[16] = {0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4};
+    const auto *bytes = static_cast<const uint8_t *>(bits);
+    uint32_t count = 0;
+    for (uint32_t i = 0; i < n / 8; ++i) {
+        count += nibble_ones[bytes[i] & 0xf] + nibble_ones[bytes[i] >> 4];
+    }
+    for (uint32_t position = n - n % 8; position < n; ++position) {
+        count += bit_test(bits, position);
+    }
+    return count;
+}
+
+child_slots tn_child_slots(const tn *search_node) {
+    const tree_array *array = search_node->sn_charray;
+    if (array == nullptr || array->ta_nodes == nullptr) {
+        return {nullptr, 0, 0};
+    }
+    const int first = static_cast<int>(tn_inode_bit(search_node));
+    return {array->ta_nodes, first, first + array->ta_nnodes};
+}
+
+tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key) {
+    const tree_array *root = handle->tbdb_root;
+    const auto slot = static_cast<int>(key_bits_extract(key, 0, tbm_root_bits));
+    if (root == nullptr || root->ta_nodes == nullptr || slot >= root->ta_nnodes) {
+        return nullptr;
+    }
+    return root->ta_nodes + slot;
+}
+
+tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride) {
+    const tree_array *array = search_node->sn_charray;
+    if (stride < 6 || stride > 10 || array == nullptr || array->ta_nodes == nullptr) {
+        return nullptr;
+    }
+    const uint32_t group_shift = stride - 6;
+    const uint32_t group = chunk >> group_shift;
+    const uint32_t base = (bitmap_count_below(search_node->sn_ebmap, group) << group_shift) +
+                          tn_inode_bit(search_node);
+    return array->ta_nodes + base + (chunk & ((1U << group_shift) - 1));
+}
+
+tn *tn_inode(const tn *node) {
+    if (tn_is_end(node)) {
+        return const_cast<tn *>(node);
+    }
+    if (!tn_is_search(node) || tn_inode_bit(node) == 0 || node->sn_charray == nullptr ||
+        node->sn_charray->ta_nodes == nullptr) {
+        return nullptr;
+    }
+    return node->sn_charray->ta_nodes[0];
+}
+
+mask128 leaf_array_length_mask(const leaf_array *array) {
+    mask128 mask{};
+    for (int i = 0; i < leaf_count(array); ++i) {
+        if (const leaf *entry = array->la_leaves[i]; entry != nullptr) {
+            mask_set_from_left(mask, (entry->key_bits_used - tbm_header_bits) & 0xff);
+        }
+    }
+    return mask;
+}
