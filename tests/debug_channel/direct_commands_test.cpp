@@ -27,13 +27,15 @@ struct pages {
     }
     ~pages() { munmap(base, 2 * page); }
     pages(const pages &) = delete;
+    pages(pages &&) = delete;
     pages &operator=(const pages &) = delete;
+    pages &operator=(pages &&) = delete;
 };
 
 /// A tree whose root table has three slots; the node of slot 0 opens the first page.
 class DirectCommands : public testing::Test {
 protected:
-    DirectCommands() {
+    void SetUp() override {
         plu_shm_ctx = &block;
         plu_ctx = &context;
         phu_ctx = &context.phu;
@@ -42,7 +44,7 @@ protected:
         root = {3, 0, 0, slots};
         slots[0] = reinterpret_cast<tn *>(memory.base);
     }
-    ~DirectCommands() override {
+    void TearDown() override {
         context.phu.tbm_handle = nullptr;
         f_vector = {};
     }
