@@ -63,7 +63,7 @@ constexpr uint32_t phu_word_skip_len(uint64_t word) {
     return (word >> 33) & 0x1f;
 }
 constexpr uint32_t phu_word_skip_pattern(uint64_t word) {
-    return (word >> 40) & 0xffffff;
+    return static_cast<uint32_t>(word >> 40);
 }
 constexpr uint64_t phu_word_make(uint32_t c_ptr, uint32_t bmsf, uint32_t me) {
     return (uint64_t{me} & 1) << 32 | (uint64_t{bmsf} & 0xff) << 24 | (uint64_t{c_ptr} & 0xffffff);
