@@ -34,7 +34,7 @@ uint32_t bmsf_parent_search_count = 0;
 const tn *located_parent(const tn *node) {
     tn_path path;
     tn_locate(node, path);
-    return path.found == 0 ? nullptr : path.nodes[path.depth];
+    return tn_path_parent(path);
 }
 
 /// Completes a mismatch line with the node's place among the parent's children.
