@@ -63,7 +63,8 @@ FAKE_EXPORT int event_async_attach_proctimer(void *event_manager, int event_clas
 }
 
 FAKE_EXPORT int event_block(event_context *context) {
-    static long left = getenv("FAKE_EVENTS") == nullptr ? 0 : atol(getenv("FAKE_EVENTS"));
+    static const char *const events = getenv("FAKE_EVENTS");
+    static long left = events == nullptr ? 0 : atol(events);
     fake_log("event_block %s\n", context_as_agreed(context) ? "ec" : "other");
     return left-- > 0 ? static_cast<int>(left) : -1;
 }

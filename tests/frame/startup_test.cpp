@@ -1,6 +1,8 @@
 // Start-up and event loop of the real executable over fake libraries, one fault at a time.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -159,12 +161,12 @@ TEST_F(StartUp, TracesFollowFlagsAndHandles) {
 
     process_run split(failing(failed, {"FAKE_SWITCH=@384 plu_debug_det"}));
     EXPECT_EQ(split.outcome(), "exit 0");
-    EXPECT_EQ(split.traces(),
-              (lines{"syslog 2 " + message, "buginf 384 0 1 PLU: Start PLU BKG timer: 5\\n|",
-                     "buginf 384 0 1 PLU init with profile 1, 5242880 prefix "
-                     "entries\\n|",
-                     "buginf 384 0 1 PLU: PLU thread loop start\\n|",
-                     "syslog 2 plu_bkg_thread_loop: Event block failed\\n|"}));
+    lines expected = {"syslog 2 " + message};
+    for (int trace = 0; trace < 3; trace++) {
+        expected.push_back("buginf 384 0 1" + start_traces[trace].substr(strlen("syslog 2")));
+    }
+    expected.push_back(start_traces.back());
+    EXPECT_EQ(split.traces(), expected);
 }
 
 TEST_F(StartUp, ReplyQueueThatCannotBeOpenedEndsTheDebugThreadOnly) {
