@@ -1,7 +1,6 @@
 #include "debug_channel/locate_contexts.h"
 
 #include <dlfcn.h>
-#include <cstring>
 
 #include "debug_channel/contexts.h"
 #include "debug_channel/reply.h"
@@ -20,7 +19,7 @@ bool copy_library_pointer(void *library, const char *name, Block **destination) 
         plu_debug_printf("failed to find %s from dll\n", name);
         return false;
     }
-    memcpy(destination, variable, sizeof *destination);
+    *destination = *static_cast<Block *const *>(variable);
     return true;
 }
 

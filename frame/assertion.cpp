@@ -4,11 +4,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-void require(bool holds, const char *text, const std::source_location &place) {
+void require(bool holds, const char *text, const char *file, int line) {
     if (holds) {
         return;
     }
-    dprintf(STDERR_FILENO, "%s:%u: %s: assertion \"%s\" failed\n", place.file_name(), place.line(),
-            place.function_name(), text);
+    dprintf(STDERR_FILENO, "%s:%d: assertion \"%s\" failed\n", file, line, text);
     abort();
 }
