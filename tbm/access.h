@@ -107,7 +107,8 @@ child_slots tn_child_slots(const tn *search_node);
 tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key);
 
 /// Address of the slot of chunk c of a search node with stride s; null when the node has no child
-/// array or s lies outside 6 to 10. Does not test the node's bitmap.
+/// array, the array is shorter than the bitmap says, or s lies outside 6 to 10. Does not test the
+/// node's bitmap.
 tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride);
 
 /// Internal node: an end node itself, slot 0 of a search node with the inode flag, else null.
