@@ -64,11 +64,14 @@ struct external_masks {
         if (node->hint_ebmap == 0) {
             return;
         }
-        for_each_child(node, [&](const tn *child, bool hinted) {
-            if (hinted) {
-                add(child, level + 1);
+        const child_slots children = tn_child_slots(node);
+        for (uint64_t left = node->hint_ebmap & node->sn_ebmap; left != 0; left &= left - 1) {
+            const auto group = static_cast<uint32_t>(__builtin_ctzll(left));
+            const int slot = children.first + static_cast<int>(bitmap_count_below(node->sn_ebmap, group));
+            if (slot < children.end && children.nodes[slot] != nullptr) {
+                add(children.nodes[slot], level + 1);
             }
-        });
+        }
     }
 };
 
