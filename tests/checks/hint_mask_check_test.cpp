@@ -149,6 +149,22 @@ TEST_F(HintMaskCheck, StartNodeIsCheckedWithoutParent) {
     EXPECT_EQ(captured([] { cmd_ckhmask(0x10, 0, 0); }), "address 0x10 is not readable\n");
 }
 
+TEST_F(HintMaskCheck, SlotsBehindTheLastGroupCountAsItsOwn) {
+    mask128 mask{};
+    hint_ext_mask_union(top, mask);
+    EXPECT_EQ(mask, lengths({16}));
+    tn *extra = tree.search_at("252.0.0.0/6", 24);    // the last slot of the top node
+    extra->hint_state = HINT_SEARCH;
+    extra->ext_mask = lengths({30});
+    mask = {};
+    hint_ext_mask_union(top, mask);
+    EXPECT_EQ(mask, lengths({16}));
+    top->sn_ebmap &= ~(uint64_t{1} << 63);    // now group 2 is the last one
+    mask = {};
+    hint_ext_mask_union(top, mask);
+    EXPECT_EQ(mask, lengths({16, 30}));
+}
+
 TEST(HintMaskCheckLimits, LinesAreLimitedCountersGoOn) {
     hand_tree tree;
     for (uint32_t chunk = 0; chunk < 6; ++chunk) {
