@@ -67,11 +67,9 @@ void report_mismatch(const tn *node, uint32_t expected, uint8_t stored) {
 void check_node(const tn *node, uint32_t expected) {
     const uint8_t stored = node->bmsf;
     ++count_bmsf_tn_nodes;
-    if (expected == 0 && stored == 0) {
-        ++count_bmsf_zero_match;
-    } else if (stored + tbm_header_bits == expected) {
+    if (stored + tbm_header_bits == expected) {
         ++count_bmsf_no_zero_match;
-    } else if (node->hint_state == HINT_INIT) {
+    } else if ((expected == 0 && stored == 0) || node->hint_state == HINT_INIT) {
         ++count_bmsf_zero_match;
     } else {
         ++count_bmsf_not_match;
