@@ -4,6 +4,11 @@
 
 #include <cstdint>
 
+#include "platform/export.h"
+
+/// Set by v4hw and v6hw, never cleared; read by other components. Debug thread.
+extern "C" PLU_EXPORT int32_t phu_debug_det;
+
 void cmd_dump(uint64_t a1, uint64_t a2, uint64_t a3);
 void cmd_walk(uint64_t leaf_mode, uint64_t node_mode, uint64_t a3);
 void cmd_banksum(uint64_t a1, uint64_t a2, uint64_t a3);

@@ -17,6 +17,9 @@ constexpr uint32_t hw_index_bank(uint32_t hw_index) {
 constexpr uint32_t hw_index_node(uint32_t hw_index) {
     return hw_index & 0xffff;
 }
+/// Bank and node, which name a hardware node; the level follows from the bank.
+inline constexpr uint32_t hw_index_place_mask = 0xffffff;
+
 constexpr uint32_t hw_index_make(uint32_t level, uint32_t bank_id, uint32_t node_id) {
     return (level & 0xff) << 24 | (bank_id & 0xff) << 16 | (node_id & 0xffff);
 }
@@ -49,6 +52,12 @@ inline mask128 phu_mask_bitmap(const phu_node &node) {
     return {phu_node_low(node), phu_node_high(node)};
 }
 
+/// Number of prefix lengths in an end node's mask, 0 to 128.
+inline uint32_t phu_mask_ones(const phu_node &node) {
+    return static_cast<uint32_t>(__builtin_popcountll(phu_node_low(node)) +
+                                 __builtin_popcountll(phu_node_high(node)));
+}
+
 /// Fields of the control word of a search or skip node.
 constexpr uint32_t phu_word_c_ptr(uint64_t word) {
     return word & 0xffffff;
@@ -63,7 +72,7 @@ constexpr uint32_t phu_word_skip_len(uint64_t word) {
     return (word >> 33) & 0x1f;
 }
 constexpr uint32_t phu_word_skip_pattern(uint64_t word) {
-    return (word >> 40) & 0xffffff;
+    return static_cast<uint32_t>(word >> 40);
 }
 constexpr uint64_t phu_word_make(uint32_t c_ptr, uint32_t bmsf, uint32_t me) {
     return (uint64_t{me} & 1) << 32 | (uint64_t{bmsf} & 0xff) << 24 | (uint64_t{c_ptr} & 0xffffff);
@@ -95,7 +104,9 @@ static_assert(phu_c_ptr_decode(0x9fff).bank_id == 19 &&
 static_assert(phu_c_ptr_decode(0xa000).bank_id == 20 && phu_c_ptr_decode(0xa000).first_node == 0);
 static_assert(phu_c_ptr_encode(39, 4095) == 0x1dfff);
 
-/// Number of nodes in the child block: the match-end node and one node per set bit.
+/// Number of nodes in the child block (at most phu_children_max): the match-end node and one node
+/// per set bit.
+inline constexpr uint32_t phu_children_max = 65;
 inline uint32_t phu_child_count(const phu_node &node) {
     return phu_word_me(phu_node_high(node)) +
            static_cast<uint32_t>(__builtin_popcountll(phu_ext_bitmap(node)));

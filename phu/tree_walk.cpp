@@ -1,7 +1,10 @@
 #include "phu/tree_walk.h"
 
+#include <algorithm>
+
 #include "debug_channel/contexts.h"
 #include "debug_channel/reply.h"
+#include "phu/node_image.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 
@@ -38,29 +41,37 @@ bool is_root_node(const tree_array *root, const tn *node) {
     return false;
 }
 
+/// Search for the first node of each of `count` consecutive indexes; ends with the last one found.
 struct index_search {
-    uint32_t wanted;
+    uint32_t first;
+    uint32_t count;
+    tn **found;
+    uint32_t missing;
     depth_guard guard;
 
-    tn *below(tn *node, int level) {
+    void below(tn *node, int level) {
         if (!guard.enter(level, node)) {
-            return nullptr;
+            return;
         }
-        if ((node->hw_index & 0xffffff) == wanted) {
-            return node;
-        }
+        note(node);
         if (!tn_is_search(node)) {
-            return nullptr;
+            return;
         }
         const child_slots children = tn_child_slots(node);
-        for (int slot = children.first; slot < children.end; ++slot) {
-            tn *child = children.nodes[slot];
-            if (tn *found = child == nullptr ? nullptr : below(child, level + 1);
-                found != nullptr) {
-                return found;
+        for (int slot = children.first; slot < children.end && missing > 0; ++slot) {
+            if (tn *child = children.nodes[slot]; child != nullptr) {
+                below(child, level + 1);
             }
         }
-        return nullptr;
+    }
+
+    void note(tn *node) {
+        const uint32_t hw_index = node->hw_index;
+        const uint32_t offset = (hw_index & hw_index_place_mask) - first;
+        if (hw_index != 0 && offset < count && found[offset] == nullptr) {
+            found[offset] = node;
+            --missing;
+        }
     }
 };
 
@@ -86,14 +97,20 @@ void phu_tree_walk(void *state, phu_tree_visitor visitor, tn *start) {
 }
 
 tn *phu_find_tn_by_hw_index(uint32_t hw_index) {
-    const tbm_handle_record *handle = tbm_handle_or_report();
-    const tree_array *root = tbdb_root_of(handle);
-    index_search search{hw_index & 0xffffff, {}};
-    for (int i = 0; root != nullptr && i < root->ta_nnodes; ++i) {
-        tn *node = root->ta_nodes[i];
-        if (tn *found = node == nullptr ? nullptr : search.below(node, 0); found != nullptr) {
-            return found;
+    tn *found = nullptr;
+    if (tbm_handle_or_report() != nullptr) {
+        phu_find_tns_by_hw_index(hw_index, 1, &found);
+    }
+    return found;
+}
+
+void phu_find_tns_by_hw_index(uint32_t first_hw_index, uint32_t count, tn **found) {
+    std::fill_n(found, count, nullptr);
+    const tree_array *root = tbdb_root_of(tbm_handle_current());
+    index_search search{first_hw_index & hw_index_place_mask, count, found, count, {}};
+    for (int i = 0; root != nullptr && i < root->ta_nnodes && search.missing > 0; ++i) {
+        if (tn *node = root->ta_nodes[i]; node != nullptr) {
+            search.below(node, 0);
         }
     }
-    return nullptr;
 }

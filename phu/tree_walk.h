@@ -16,6 +16,11 @@ using phu_tree_visitor = void (*)(tn *node, void *state, uint32_t is_root, tn *p
 /// depth_guard).
 void phu_tree_walk(void *state, phu_tree_visitor visitor, tn *start);
 
-/// First node in pre-order whose hw_index has the same bits 0-23, internal nodes excepted; null
-/// when there is none. Without a tree sends "NULL tbm_handle\n".
+/// First node in pre-order whose hw_index has the same bits 0-23, internal nodes and nodes without
+/// a hardware node (hw_index 0) excepted; null when there is none. Without a tree sends "NULL
+/// tbm_handle\n".
 tn *phu_find_tn_by_hw_index(uint32_t hw_index);
+
+/// The same for `count` consecutive indexes from `first_hw_index` on, in one pass over the tree:
+/// found[i] is what phu_find_tn_by_hw_index yields for the index plus i, but for its line.
+void phu_find_tns_by_hw_index(uint32_t first_hw_index, uint32_t count, tn **found);

@@ -54,7 +54,9 @@ tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride) {
     const uint32_t group = chunk >> group_shift;
     const uint32_t base = (bitmap_count_below(search_node->sn_ebmap, group) << group_shift) +
                           tn_inode_bit(search_node);
-    return array->ta_nodes + base + (chunk & ((1U << group_shift) - 1));
+    const uint32_t slot = base + (chunk & ((1U << group_shift) - 1));
+    const int slots = static_cast<int>(tn_inode_bit(search_node)) + array->ta_nnodes;
+    return static_cast<int>(slot) < slots ? array->ta_nodes + slot : nullptr;
 }
 
 tn *tn_inode(const tn *node) {

@@ -12,7 +12,8 @@ inline constexpr int tn_path_pieces = 28;
 struct tn_path {
     uint32_t found;    // 1 when the target was found
     uint32_t pad4;
-    tn *nodes[tn_path_nodes];    // nodes[depth]: the target; nodes[i]: ancestor at depth i + 1
+    tn *nodes[tn_path_nodes];    // nodes[depth]: the target's parent; nodes[i] below that: the
+                                 // ancestor at depth i + 1
     uint32_t depth;              // depth of the target's parent below its root
     uint8_t
         pieces[tn_path_pieces];    // 0, 1: root slot div 64, mod 64; 2 + d: group taken at depth d
@@ -20,22 +21,49 @@ struct tn_path {
 static_assert(sizeof(tn_path) == 232);
 
 /// Fills the path of `target` (zeroed here first). Not found: found stays 0; a root node counts as
-/// not found. Without a tree sends "NULL tbm_handle\n". One pass over the tree at most.
+/// not found, and so does a node more than 24 levels below its root. For an internal node the piece
+/// of its own level is 0. Without a tree sends "NULL tbm_handle\n". Follows the key of a leaf of
+/// the target; only a node to which no such key leads costs a pass over the tree.
 void tn_locate(const tn *target, tn_path &path);
 
-/// The target's parent after a successful search: nodes[depth - 1], or the root node (from the
-/// path's first two pieces) when depth is 0. Null when the path was not found.
+/// The target's parent after a successful search, a root node included. Null when the path was not
+/// found.
 tn *tn_path_parent(const tn_path &path);
+
+/// Root node above a found target, read again from its root slot; null when the slot is empty by
+/// now.
+tn *tn_path_root(const tn_path &path);
 
 /// VRF rebuilt from pieces 0 to 2.
 uint16_t tn_path_vrf(const tn_path &path);
 
-/// Adds 1 for the inode flag of every node of the subtree and 1 for every node below `node`.
-void tn_subtree_count(const tn *node, uint32_t &count);
+/// A subtree whose count is known; node null for none.
+struct counted_subtree {
+    const tn *node;
+    uint32_t count;
+};
+
+/// Adds 1 for the inode flag of every node of the subtree and 1 for every child slot in it. The
+/// known subtree inside it is not walked again.
+void tn_subtree_count(const tn *node, uint32_t &count, const counted_subtree &known = {});
 
 /// Packs n 6-bit values, most significant bit first, into (6 n + 7) / 8 bytes of `packed`.
 void six_bit_pack(const uint8_t *values, int n, uint8_t *packed);
 
-/// Prefix of a node as hexadecimal text with its length ("0x0A01/12"), null when it is not found.
-/// The text stands in one static buffer that the next call overwrites.
+/// Bytes that n packed 6-bit values take.
+constexpr int six_bit_bytes(int n) {
+    return (6 * n + 7) / 8;
+}
+
+/// Prefix of a node as hexadecimal text with its length ("0x0A/6"), null when it is not found.
+/// The text stands in one static buffer that the next call of this or of tn_path_child_text
+/// overwrites.
 const char *tn_path_prefix_text(const tn *node);
+
+/// Locates a node in order to name its children: fills the path that they share but for their own
+/// piece. Takes root nodes too. False when the node is not part of the tree, without a line.
+bool tn_locate_children(const tn *parent, tn_path &path);
+
+/// The text that tn_path_prefix_text gives for a child in `group` of the node that
+/// tn_locate_children took, without another search; null for a null child.
+const char *tn_path_child_text(tn_path &path, const tn *child, uint32_t group);

@@ -1,0 +1,26 @@
+// Small helpers for expected texts.
+#pragma once
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+/// printf into a string.
+__attribute__((format(printf, 1, 2))) inline std::string format(const char *text, ...) {
+    char buffer[4096];
+    va_list arguments;
+    va_start(arguments, text);
+    vsnprintf(buffer, sizeof buffer, text, arguments);
+    va_end(arguments);
+    return buffer;
+}
+
+/// Messages from `first` on, joined.
+inline std::string join(const std::vector<std::string> &pieces, size_t first = 0) {
+    std::string joined;
+    for (size_t i = first; i < pieces.size(); ++i) {
+        joined += pieces[i];
+    }
+    return joined;
+}
