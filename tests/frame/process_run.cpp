@@ -8,12 +8,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <thread>
 
 namespace {
-
-constexpr auto patience = std::chrono::seconds(20);
 
 std::string new_directory() {
     std::string path = (std::filesystem::temp_directory_path() / "plu_bkg_test_XXXXXX").string();
@@ -40,6 +39,17 @@ void set_variable(const std::string &assignment) {
     _exit(127);
 }
 
+bool comes_true(const std::function<bool()> &condition) {
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
 std::string status_text(int status) {
     return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                                : "exit " + std::to_string(WEXITSTATUS(status));
@@ -64,16 +74,23 @@ process_run::~process_run() {
 }
 
 std::string process_run::outcome() {
-    const auto end = std::chrono::steady_clock::now() + patience;
-    while (std::chrono::steady_clock::now() < end) {
-        int status = 0;
-        if (waitpid(pid_, &status, WNOHANG) == pid_) {
-            pid_ = -1;
-            return status_text(status);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    int status = 0;
+    if (!comes_true([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) {
+        return "still running";
     }
-    return "still running";
+    pid_ = -1;
+    return status_text(status);
+}
+
+// A main thread that ended before the others stays behind as a zombie.
+bool process_run::main_thread_ended() const {
+    const std::string path = "/proc/" + std::to_string(pid_) + "/stat";
+    return comes_true([&] {
+        std::ifstream stat(path);
+        std::string text;
+        std::getline(stat, text);
+        return text.find(") Z ") != std::string::npos;
+    });
 }
 
 std::string process_run::standard_error() const {
