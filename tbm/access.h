@@ -82,6 +82,13 @@ inline uint32_t tn_stride(const tn *node) {
     return (node->tn_flags >> tn_stride_shift) & 0xf;
 }
 
+/// log2 of the child slots of one group of a search node; strides outside 6 to 10, for which no
+/// slot arithmetic is defined, count as 6.
+inline uint32_t tn_group_shift(const tn *node) {
+    const uint32_t stride = tn_stride(node);
+    return stride < 6 || stride > 10 ? 0 : stride - 6;
+}
+
 /// Name of a node's type; types above 3 read "INVALID".
 inline const char *tn_type_name(const tn *node) {
     const uint32_t type = tn_type_of(node);

@@ -1,27 +1,39 @@
 #include "tbm/locate.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "debug_channel/contexts.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
+#include "tbm/key.h"
 
 namespace {
 
 inline constexpr size_t prefix_text_size = 64;
 char prefix_text[prefix_text_size];
 
-/// Group of the child at `ordinal` (0: first behind the internal node): each set bit of the bitmap
-/// stands for 2^(stride - 6) slots, one for strides outside 6 to 10. Slots beyond the bitmap count
-/// for its last group; -1 without any.
+/// Group of the child at `ordinal` (0: first behind the internal node). Slots beyond the bitmap
+/// count for its last group; -1 without any.
 int group_of_child(const tn *node, int ordinal) {
-    const uint32_t stride = tn_stride(node);
-    const uint32_t group_shift = stride < 6 || stride > 10 ? 0 : stride - 6;
     int group = -1;
-    for (int i = 0; i <= ordinal >> group_shift; ++i) {
+    for (int i = 0; i <= ordinal >> tn_group_shift(node); ++i) {
         group = sn_ebmap_next(node, group);
     }
     return group;
+}
+
+/// A leaf at or below a node, found along its first children; null when there is none.
+const leaf *some_leaf(const tn *node) {
+    for (int level = 0; level < tn_path_nodes && node != nullptr; ++level) {
+        const leaf_array *array = inode_leaves(tn_is_intern(node) ? node : tn_inode(node));
+        if (leaf_count(array) > 0 && array->la_leaves != nullptr) {
+            return array->la_leaves[0];
+        }
+        const child_slots children = tn_is_search(node) ? tn_child_slots(node) : child_slots{};
+        node = children.first < children.end ? children.nodes[children.first] : nullptr;
+    }
+    return nullptr;
 }
 
 struct locator {
@@ -85,6 +97,63 @@ void set_root_pieces(tn_path &path, int root_slot) {
     path.pieces[1] = static_cast<uint8_t>(root_slot % 64);
 }
 
+enum class key_way { elsewhere, to_root, to_node };
+
+/// Follows a key from the root down to the target and fills its path.
+class key_follower {
+public:
+    key_follower(const uint8_t *key, const tn *target, tn_path &path)
+        : target_(target), path_(path) {
+        memcpy(key_.bytes, key, tbm_key_bytes);
+    }
+
+    key_way follow(const tree_array *root) {
+        const auto slot = static_cast<int>(key_bits_extract(key_.bytes, 0, tbm_root_bits));
+        tn *node = slot < root->ta_nnodes ? root->ta_nodes[slot] : nullptr;
+        if (node == target_) {
+            return key_way::to_root;
+        }
+        set_root_pieces(path_, slot);
+        for (int level = 0; level < tn_path_nodes && node != nullptr && tn_is_search(node) &&
+                            path_.found == 0 && position_ <= tbm_key_bits_max;
+             ++level) {
+            node = step(node, level);
+        }
+        return path_.found != 0 ? key_way::to_node : key_way::elsewhere;
+    }
+
+private:
+    /// The next node on the way; found is set when the target hangs directly below `node`.
+    tn *step(tn *node, int level) {
+        path_.nodes[level] = node;
+        path_.depth = static_cast<uint32_t>(level);
+        if (tn_inode(node) == target_) {
+            path_.found = 1;
+            return nullptr;
+        }
+        const uint32_t stride = tn_stride(node);
+        const uint32_t chunk = key_bits_extract(key_.bytes, position_, stride);
+        position_ += stride;
+        tn **slot = tn_child_slot(node, chunk, stride);
+        const uint32_t group = chunk >> tn_group_shift(node);
+        if (slot == nullptr || (node->sn_ebmap >> group & 1) == 0) {
+            return nullptr;
+        }
+        path_.pieces[2 + level] = static_cast<uint8_t>(group);
+        if (*slot == target_) {
+            path_.found = 1;
+        } else {
+            path_.nodes[level] = *slot;
+        }
+        return *slot;
+    }
+
+    tbm_key key_{};
+    const tn *target_;
+    tn_path &path_;
+    uint32_t position_ = tbm_root_bits;
+};
+
 struct subtree_counter {
     counted_subtree known;
     uint32_t &count;
@@ -136,6 +205,12 @@ void tn_locate(const tn *target, tn_path &path) {
     const tree_array *root = tbdb_root_of(tbm_handle_or_report());
     if (root == nullptr || !above_root_record(root, target)) {
         return;
+    }
+    if (const leaf *inside = some_leaf(target); inside != nullptr) {
+        if (key_follower(inside->key, target, path).follow(root) != key_way::elsewhere) {
+            return;
+        }
+        path = {};
     }
     locator search{target, path, {}};
     for (int i = 0; i < root->ta_nnodes && !search.guard.stopped; ++i) {
@@ -217,7 +292,11 @@ bool tn_locate_children(const tn *parent, tn_path &path) {
     return path.found != 0 && path.depth < tn_path_nodes;
 }
 
-const char *tn_path_child_text(tn_path &path, uint32_t group) {
+const char *tn_path_child_text(tn_path &path, const tn *child, uint32_t group) {
+    const tree_array *root = tbdb_root_of(tbm_handle_current());
+    if (root == nullptr || !above_root_record(root, child)) {
+        return nullptr;
+    }
     path.pieces[2 + path.depth] = static_cast<uint8_t>(group);
     return format_prefix(path, static_cast<int>(path.depth));
 }

@@ -22,7 +22,8 @@ static_assert(sizeof(tn_path) == 232);
 
 /// Fills the path of `target` (zeroed here first). Not found: found stays 0; a root node counts as
 /// not found, and so does a node more than 24 levels below its root. For an internal node the piece
-/// of its own level is 0. Without a tree sends "NULL tbm_handle\n". One pass over the tree at most.
+/// of its own level is 0. Without a tree sends "NULL tbm_handle\n". Follows the key of a leaf of
+/// the target; only a node to which no such key leads costs a pass over the tree.
 void tn_locate(const tn *target, tn_path &path);
 
 /// The target's parent after a successful search, a root node included. Null when the path was not
@@ -64,5 +65,5 @@ const char *tn_path_prefix_text(const tn *node);
 bool tn_locate_children(const tn *parent, tn_path &path);
 
 /// The text that tn_path_prefix_text gives for a child in `group` of the node that
-/// tn_locate_children took, without another search.
-const char *tn_path_child_text(tn_path &path, uint32_t group);
+/// tn_locate_children took, without another search; null for a null child.
+const char *tn_path_child_text(tn_path &path, const tn *child, uint32_t group);

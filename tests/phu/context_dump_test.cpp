@@ -41,7 +41,10 @@ protected:
         tree.handle()->address_size = 8;
         tree.handle()->stride_map = stride_map;
     }
-    ~dump_test() override { phu_shm_ctx = nullptr; }
+    void TearDown() override {
+        phu_shm_ctx = nullptr;
+        hardware_test::TearDown();
+    }
 
     static std::string dump() {
         return captured([] { cmd_dump(0, 0, 0); });

@@ -15,6 +15,15 @@ uint32_t subtree_count(const tn *node) {
     return count;
 }
 
+/// Hides the leaves of nodes that are END or INTERN, or shows them again.
+void negate_leaf_counts(const std::vector<tn *> &nodes) {
+    for (const tn *node : nodes) {
+        if (!tn_is_search(node)) {
+            node->in_lfarray->la_nnodes = -node->in_lfarray->la_nnodes;
+        }
+    }
+}
+
 std::string text_of(const char *text) {
     return text == nullptr ? "(none)" : text;
 }
@@ -91,7 +100,7 @@ TEST(Locate, ChildTextEqualsALookupOfEachChild) {
             tn *child = tree.add_end(parent, group);
             tn_path path;
             ASSERT_TRUE(tn_locate_children(parent, path));
-            const std::string text = tn_path_child_text(path, group);
+            const std::string text = tn_path_child_text(path, child, group);
             EXPECT_EQ(text, text_of(tn_path_prefix_text(child)));
         }
     }
@@ -137,4 +146,44 @@ TEST(Locate, CycleEndsTheSearchOnce) {
     EXPECT_EQ(pieces.size(), 1U);
     uint32_t count = 0;
     EXPECT_EQ(captured_pieces([&] { tn_subtree_count(node, count); }).size(), 1U);
+}
+
+TEST(Locate, FollowingALeafFindsWhatAFullSearchFinds) {
+    hand_tree tree;
+    std::vector<tn *> nodes;
+    for (const char *prefix : {"10.1.2.0/24", "10.1.128.0/20", "200.0.0.0/8", "2001:db8::/32"}) {
+        nodes.push_back(tree.search_at(prefix, 18, 700));
+        nodes.push_back(tree.search_at(prefix, 24, 700));
+    }
+    for (const char *prefix : {"10.1.2.0/24", "10.16.0.0/16", "200.64.0.0/16", "2001:db8::/32"}) {
+        tn *end = tree.end_at(prefix, 30, 700);
+        nodes.push_back(end);
+        end->in_lfarray = tree.make_leaf_array(1);
+        end->in_lfarray->la_leaves[0] = tree.make_leaf(prefix, 700);
+    }
+    tree.add_leaf(nodes[1], "10.0.0.0/8", 700);
+    nodes.push_back(tn_inode(nodes[1]));
+    for (const tn *node : nodes) {
+        tn_path followed;
+        tn_locate(node, followed);
+        const std::string text = text_of(tn_path_prefix_text(node));
+        negate_leaf_counts(nodes);
+        tn_path searched;
+        tn_locate(node, searched);
+        EXPECT_EQ(searched.found, 1U);
+        EXPECT_EQ(followed.found, 1U);
+        EXPECT_EQ(followed.depth, searched.depth);
+        EXPECT_EQ(memcmp(followed.nodes, searched.nodes, (searched.depth + 1) * sizeof(tn *)), 0);
+        EXPECT_EQ(memcmp(followed.pieces, searched.pieces, 3 + searched.depth), 0);
+        EXPECT_EQ(text, text_of(tn_path_prefix_text(node)));
+        negate_leaf_counts(nodes);
+    }
+}
+
+TEST(Locate, LeafUnderAWrongKeyDoesNotMislead) {
+    hand_tree tree;
+    tn *end = tree.end_at("10.1.0.0/16", 30, 3);
+    end->in_lfarray = tree.make_leaf_array(1);
+    end->in_lfarray->la_leaves[0] = tree.make_leaf("10.16.0.0/16", 3);
+    EXPECT_STREQ(tn_path_prefix_text(end), "0x0A00/12");
 }

@@ -1,0 +1,9 @@
+// Prefix and hint statistics of the tree.
+#pragma once
+
+#include "platform/export.h"
+#include "tbm/records.h"
+
+/// Prefix lengths of the leaf array that the cntpfx command looked at last. Written on the debug
+/// thread.
+extern "C" PLU_EXPORT mask128 leaf_mask;

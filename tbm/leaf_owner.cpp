@@ -1,0 +1,99 @@
+#include "tbm/leaf_owner.h"
+
+#include "debug_channel/contexts.h"
+#include "debug_channel/reply.h"
+#include "tbm/access.h"
+#include "tbm/commands.h"
+#include "tbm/depth_guard.h"
+#include "tbm/node_dump.h"
+#include "tbm/operator_node.h"
+
+namespace {
+
+struct owner_search {
+    const leaf_array *array;
+    depth_guard guard;
+
+    tn *visit(tn *node, int level) {
+        if (!guard.enter(level, node)) {
+            return nullptr;
+        }
+        if (tn_is_intern(node) || tn_is_end(node)) {
+            return tn_inode_bit(node) != 0 && node->in_lfarray == array ? node : nullptr;
+        }
+        if (!tn_is_search(node)) {
+            return nullptr;
+        }
+        if (inode_leaves(tn_inode(node)) == array) {
+            return node;
+        }
+        return visit_children(tn_child_slots(node), level);
+    }
+
+    tn *visit_children(const child_slots &children, int level) {
+        for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
+            tn *child = children.nodes[slot];
+            tn *owner = child == nullptr ? nullptr : visit(child, level + 1);
+            if (owner != nullptr) {
+                return owner;
+            }
+        }
+        return nullptr;
+    }
+};
+
+/// The leaves of an array that no node vouches for: each is asked for before it is followed.
+void print_unowned_leaves(const leaf_array *array) {
+    for (int i = 0; array->la_leaves != nullptr && i < leaf_count(array); ++i) {
+        if (!operator_leaf_readable(array->la_leaves[i])) {
+            return;
+        }
+        tbm_leaf_print(array->la_leaves + i);
+    }
+}
+
+}    // namespace
+
+tn *la_owner_find(const leaf_array *array) {
+    const tree_array *root = tbdb_root_of(tbm_handle_or_report());
+    if (root == nullptr || array == nullptr) {
+        return nullptr;
+    }
+    owner_search search{array, {}};
+    for (int i = 0; i < root->ta_nnodes; ++i) {
+        tn *node = root->ta_nodes[i];
+        tn *owner = node == nullptr ? nullptr : search.visit(node, 0);
+        if (owner != nullptr) {
+            return owner;
+        }
+    }
+    return nullptr;
+}
+
+void cmd_showla(uint64_t address, uint64_t force, uint64_t) {
+    if (tbm_handle_or_report() == nullptr) {
+        return;
+    }
+    const auto *array = reinterpret_cast<const leaf_array *>(address);
+    const tn *owner = la_owner_find(array);
+    if (address < reinterpret_cast<uint64_t>(phu_shm_start())) {
+        plu_debug_printf("invalide leaf array addr:%p\n", static_cast<const void *>(array));
+        return;
+    }
+    const bool listed = owner != nullptr || force != 0;
+    if (listed && operator_leaf_array(address) == nullptr) {
+        return;
+    }
+    plu_debug_printf("la %p tn %p\n", static_cast<const void *>(array),
+                     static_cast<const void *>(owner));
+    if (!listed) {
+        plu_debug_printf("cant find leaf array parent tn, skip detailed leaf info\n");
+        return;
+    }
+    plu_debug_printf("la_nnodes %d (la %p)\n", array->la_nnodes, static_cast<const void *>(array));
+    if (owner != nullptr) {
+        leaf_array_print(array);
+    } else {
+        print_unowned_leaves(array);
+    }
+}

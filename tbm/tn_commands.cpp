@@ -1,0 +1,113 @@
+#include "debug_channel/contexts.h"
+#include "debug_channel/reply.h"
+#include "debug_channel/text.h"
+#include "tbm/access.h"
+#include "tbm/commands.h"
+#include "tbm/depth_guard.h"
+#include "tbm/locate.h"
+#include "tbm/operator_node.h"
+#include "tbm/search.h"
+#include "tbm/tn_show.h"
+
+namespace {
+
+/// The node of a command's argument, null after the line that refuses it.
+tn *node_argument(uint64_t address) {
+    return tn_address_valid(address) ? operator_node(address) : nullptr;
+}
+
+/// Shows a subtree in pre-order, internal nodes first.
+struct subtree_show {
+    uint64_t mode;
+    depth_guard guard;
+
+    void visit(const tn *node, int level) {
+        if (!guard.enter(level, node)) {
+            return;
+        }
+        tn_show(node, 0, mode);
+        if (!tn_is_search(node)) {
+            return;
+        }
+        const child_slots children = tn_child_slots(node);
+        for (int slot = 0; slot < children.end && !guard.stopped; ++slot) {
+            if (const tn *child = children.nodes[slot]; child != nullptr) {
+                visit(child, level + 1);
+            }
+        }
+    }
+};
+
+/// Lists the first child of each group with the internal leaf that covers the group.
+class child_lister {
+public:
+    explicit child_lister(const tn *node)
+        : node_(node), inode_(tn_inode(node)), shift_(tn_group_shift(node)) {
+        located_ = tn_locate_children(node, path_);
+    }
+
+    void list(uint32_t group, int ordinal) {
+        const child_slots children = tn_child_slots(node_);
+        const int slot = (ordinal << shift_) + children.first;
+        if (slot >= children.end) {
+            return;
+        }
+        const tn *child = children.nodes[slot];
+        leaf **match = inode_longest_leaf(inode_, group / 2);
+        const leaf *covering = match == nullptr ? nullptr : *match;
+        plu_debug_printf("child idx %02d (%02d) child_tn %p (%s), longest match for child tn: %s\n",
+                         static_cast<int>(group), ordinal, static_cast<const void *>(child),
+                         or_null(prefix_of(child, group)),
+                         covering == nullptr ? or_null(nullptr) : leaf_text(covering));
+    }
+
+private:
+    static const char *or_null(const char *text) { return text == nullptr ? "(null)" : text; }
+
+    const char *prefix_of(const tn *child, uint32_t group) {
+        const bool tree = tbm_handle_or_report() != nullptr;
+        return tree && located_ ? tn_path_child_text(path_, child, group) : nullptr;
+    }
+
+    const tn *node_;
+    const tn *inode_;
+    uint32_t shift_;
+    tn_path path_;
+    bool located_;
+};
+
+}    // namespace
+
+void cmd_tn(uint64_t node, uint64_t options, uint64_t mode) {
+    if (const tn *shown = node_argument(node); shown != nullptr) {
+        tn_show(shown, options, mode);
+    }
+}
+
+void cmd_tnwalk(uint64_t node, uint64_t mode, uint64_t) {
+    if (const tn *start = node_argument(node); start != nullptr) {
+        subtree_show show{mode == tn_leaves_only ? mode : 0, {}};
+        show.visit(start, 0);
+    }
+}
+
+void cmd_tnbl(uint64_t node, uint64_t, uint64_t) {
+    const tn *shown = node_argument(node);
+    if (shown == nullptr) {
+        return;
+    }
+    if (!tn_is_search(shown)) {
+        plu_debug_printf("tn %p is not a search node\n", static_cast<const void *>(shown));
+        return;
+    }
+    const uint64_t groups = shown->sn_ebmap;
+    plu_debug_printf("ones %d, nnodes %d\n", __builtin_popcountll(groups), tn_child_count(shown));
+    if (groups == 0) {
+        return;
+    }
+    child_lister lister(shown);
+    int ordinal = 0;
+    for (uint64_t left = groups; left != 0; left &= left - 1) {
+        lister.list(static_cast<uint32_t>(__builtin_ctzll(left)), ordinal++);
+    }
+}

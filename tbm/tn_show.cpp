@@ -1,0 +1,110 @@
+#include "tbm/tn_show.h"
+
+#include <algorithm>
+
+#include "debug_channel/contexts.h"
+#include "debug_channel/reply.h"
+#include "phu/hint_dump.h"
+#include "tbm/access.h"
+#include "tbm/node_dump.h"
+
+namespace {
+
+inline constexpr int children_shown = 5;    // without the option for all of them
+
+void print_child(int index, const tn *child) {
+    if (child == nullptr) {
+        plu_debug_printf("  child%3d %p type:%6s hw_index 0x%08x inode:%d", index, nullptr,
+                         tree_node_type[tree_node_types - 1], 0, 0);
+        plu_debug_printf("\n");
+        return;
+    }
+    plu_debug_printf("  child%3d %p type:%6s hw_index 0x%08x inode:%d", index,
+                     static_cast<const void *>(child), tn_type_name(child), child->hw_index,
+                     static_cast<int>(tn_inode_bit(child)));
+    const tree_array *array = tn_is_search(child) ? child->sn_charray : nullptr;
+    if (array == nullptr) {
+        plu_debug_printf("\n");
+        return;
+    }
+    plu_debug_printf(" sn_charray.ta_nnodes:%2d\n", array->ta_nnodes);
+}
+
+void print_children(const tree_array *array, bool all) {
+    const int children = array->ta_nnodes;
+    const int inode_exists = array->ta_inode_exists;
+    plu_debug_printf("sn_charray->ta_nnodes:%d  sn_charray->ta_inode_exists:%d\n", children,
+                     inode_exists);
+    const int shown =
+        (all ? children : std::min(children, children_shown)) + (inode_exists != 0 ? 1 : 0);
+    for (int i = 0; array->ta_nodes != nullptr && i < shown; ++i) {
+        print_child(i, array->ta_nodes[i]);
+    }
+}
+
+void print_inode_leaves(const tn *inode) {
+    const leaf_array *array = inode->in_lfarray;
+    if (array == nullptr) {
+        plu_debug_printf("inode %p in_lfarray is NULL\n", static_cast<const void *>(inode));
+        return;
+    }
+    plu_debug_printf("inode %p in_lfarray->la_nnodes %d\n", static_cast<const void *>(inode),
+                     array->la_nnodes);
+    leaf_array_print(array);
+}
+
+void show_search_node(const tn *node, uint64_t options) {
+    tn_hint_dump(node);
+    plu_debug_printf("sn_ebmap   0x%016lx  (right most 1 => value 0) \n", node->sn_ebmap);
+    plu_debug_printf("hint_ebmap 0x%016lx\n", node->hint_ebmap);
+    const tree_array *array = node->sn_charray;
+    if (reinterpret_cast<uintptr_t>(array) > reinterpret_cast<uintptr_t>(plu_shm_ctx)) {
+        print_children(array, (options & TN_SHOW_ALL_CHILDREN) != 0);
+    }
+    const tn *inode = (options & TN_SHOW_INODE_LEAVES) != 0 ? tn_inode(node) : nullptr;
+    if (inode != nullptr) {
+        print_inode_leaves(inode);
+    }
+}
+
+void show_leaves(const leaf_array *array) {
+    if (array == nullptr) {
+        return;
+    }
+    plu_debug_printf("in_lfarray->la_nnodes %d (la %p\n", array->la_nnodes,
+                     static_cast<const void *>(array));
+    leaf_array_print(array);
+}
+
+}    // namespace
+
+void tn_show_content(const tn *node, uint64_t options, bool leaves_only) {
+    switch (tn_type_of(node)) {
+        case TN_SEARCH:
+            if (!leaves_only) {
+                show_search_node(node, options);
+            }
+            break;
+        case TN_END:
+        case TN_INTERN:
+            if (!leaves_only) {
+                if (tn_is_end(node)) {
+                    tn_hint_dump(node);
+                }
+                plu_debug_printf("in_ibmap   0x%016lx  ((2^len-1) + val)\n", node->in_ibmap);
+            }
+            show_leaves(node->in_lfarray);
+            break;
+        default:
+            plu_debug_printf("NODE: type %d\n", static_cast<int>(tn_type_of(node)));
+    }
+}
+
+void tn_show(const tn *node, uint64_t options, uint64_t mode) {
+    const bool leaves_only = mode == tn_leaves_only;
+    if (!leaves_only) {
+        tn_show_place(node, options);
+    }
+    tn_show_content(node, options, leaves_only);
+    plu_debug_printf("\n");
+}
