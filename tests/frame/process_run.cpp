@@ -26,7 +26,7 @@ void set_variable(const std::string &assignment) {
 
 [[noreturn]] void become_process(const std::string &directory, const environment &variables) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    setenv("LD_LIBRARY_PATH", FAKE_LIBRARY_DIR, 1);
+    setenv("LD_LIBRARY_PATH", FAKE_PLATFORM_DIR ":" FAKE_CARD_DIR, 1);
     setenv("LD_PRELOAD", FAKE_POSIX_FILE, 1);
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
     setenv("FAKE_LOG", (directory + "/calls").c_str(), 1);

@@ -24,7 +24,7 @@ using environment = std::vector<std::string>;    // "NAME=value"
 /// A child process; killed with its owner when it still runs.
 class process_run {
 public:
-    /// Starts the process with the fake libraries in place and the given variables set.
+    /// Starts the process with the fake libraries in place; the given variables come on top.
     explicit process_run(const environment &variables);
     ~process_run();
     process_run(const process_run &) = delete;

@@ -1,10 +1,12 @@
 // Start-up and event loop of the real executable over fake libraries, one fault at a time.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "tests/frame/process_run.h"
 #include "tests/support/queue_client.h"
@@ -214,6 +216,39 @@ TEST_F(StartUp, BothThreadsBlockThePlatformsSignals) {
     for (const uint64_t mask : masks) {
         EXPECT_EQ(mask & expected, expected);
     }
+}
+
+TEST_F(StartUp, StandInPlatformTracesWhatTheEnvironmentAsksFor) {
+    process_run run({"LD_LIBRARY_PATH=" FAKE_CARD_DIR,
+                     "LD_PRELOAD=", "SIMCARD_TRACE=progress,plu_debug_crit,ec",
+                     "FAKE_FAIL=plu_config_profile_init=7"});
+    EXPECT_EQ(run.outcome(), "exit 0");
+    EXPECT_EQ(run.standard_error(),
+              "SIMCARD_TRACE: no trace class or debug flag \"ec\"\n"
+              "plu_bkg buginf progress: PLU: Start PLU BKG timer: 5\n"
+              "plu_bkg buginf progress: PLU init with profile 1, 5242880 prefix entries\n"
+              "plu_bkg syslog level 2: PLU hw-module config profile failed 7\n");
+}
+
+// On the stand-in platform, in real time, as the interval is fixed.
+TEST_F(StartUp, BackgroundWorkRunsEveryFiveSecondsFromTheArming) {
+    using clock = std::chrono::steady_clock;
+    const clock::time_point start = clock::now();
+    process_run run({"LD_LIBRARY_PATH=" FAKE_CARD_DIR, "LD_PRELOAD="});
+    const auto work_until = [&](double seconds) {
+        std::this_thread::sleep_until(start +
+                                      std::chrono::milliseconds(static_cast<long>(seconds * 1000)));
+        lines calls = run.calls();
+        calls.erase(calls.begin(),
+                    calls.begin() + std::min<long>(4, std::ssize(calls)));    // the library's start
+        return calls;
+    };
+    const lines once = {"plu_fill_hole_background 1", "plu_hw_increase_flush_timer"};
+    lines twice = once;
+    twice.insert(twice.end(), once.begin(), once.end());
+    EXPECT_EQ(work_until(4.5), lines{});
+    EXPECT_EQ(work_until(7.5), once);
+    EXPECT_EQ(work_until(12.5), twice);
 }
 
 }    // namespace
