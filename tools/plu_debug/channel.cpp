@@ -2,18 +2,22 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace client {
 namespace {
 
-constexpr int polls = 200;             // about 50 microseconds
-constexpr int pauses_per_poll = 8;     // keeps the queue's lock free for the sender
-constexpr int polls_single_cpu = 2;    // the sender fills the queue meanwhile
+constexpr std::chrono::microseconds polling_time{50};
+constexpr int pauses_per_poll = 8;    // keeps the queue's lock free for the sender
+
+// While the processors are all busy only a sleeper is served at once, and a poller is pushed aside.
+constexpr std::chrono::milliseconds sleep_instead{200};
 
 int open_queue(const char *name, int access, file_handle &handle) {
     handle.reset(mq_open(name, access | O_NONBLOCK));
@@ -39,6 +43,12 @@ bool single_cpu() {
         return sched_getaffinity(0, sizeof usable, &usable) == 0 && CPU_COUNT(&usable) == 1;
     }();
     return single;
+}
+
+long involuntary_switches() {
+    struct rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_nivcsw;
 }
 
 void breathe() {
@@ -110,17 +120,28 @@ received channel::receive(std::string_view &text) {
     return received::text;
 }
 
+bool channel::may_poll(clock::time_point now) {
+    const long pushed_aside = involuntary_switches();
+    if (std::exchange(pushed_aside_, pushed_aside) != pushed_aside) {
+        no_polling_before_ = now + sleep_instead;
+    }
+    return now >= no_polling_before_ && !single_cpu();
+}
+
 received channel::receive_polling(std::string_view &text) {
-    const int attempts = single_cpu() ? polls_single_cpu : polls;
-    for (int i = 0; i < attempts; ++i) {
-        const received result = receive(text);
+    received result = receive(text);
+    if (result != received::nothing) {
+        return result;
+    }
+    const auto start = clock::now();
+    if (!may_poll(start)) {
+        return received::nothing;
+    }
+    while (clock::now() - start < polling_time) {
+        breathe();
+        result = receive(text);
         if (result != received::nothing) {
             return result;
-        }
-        if (single_cpu()) {
-            sched_yield();
-        } else {
-            breathe();
         }
     }
     return received::nothing;

@@ -5,6 +5,7 @@
 #include <mqueue.h>
 
 #include <array>
+#include <chrono>
 #include <string_view>
 
 #include "debug_channel/request.h"
@@ -36,15 +37,22 @@ public:
     [[nodiscard]] received receive(std::string_view &text);
 
     /// As receive, polling for a few tens of microseconds: being woken for every message would make
-    /// a long reply several times slower. With a single processor it gives way instead.
+    /// a long reply several times slower. Does not poll with a single processor, or while all are
+    /// busy with other work.
     [[nodiscard]] received receive_polling(std::string_view &text);
 
     /// For poll(): readable when a message waits.
     [[nodiscard]] int reply_descriptor() const { return replies_.get(); }
 
 private:
+    using clock = std::chrono::steady_clock;
+
+    bool may_poll(clock::time_point now);
+
     file_handle requests_;
     file_handle replies_;
+    clock::time_point no_polling_before_{};
+    long pushed_aside_ = 0;    // times that other work took the processor away, as of the last look
     std::array<char, plu_queue_message_size> buffer_{};
 };
 

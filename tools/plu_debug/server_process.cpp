@@ -41,6 +41,14 @@ queue_use queue_use_of(const fs::path &task) {
     return queue_use::does_not;
 }
 
+// Queues belong to an IPC namespace; a process of another one serves other queues of the same
+// names.
+bool elsewhere(const fs::path &task) {
+    std::error_code error;
+    const fs::path theirs = fs::read_symlink(task / "ns/ipc", error);
+    return !error && theirs != fs::read_symlink("/proc/self/ns/ipc", error);
+}
+
 // The main thread may have ended while others serve on; its own entry then shows nothing, so every
 // thread is looked at until one speaks.
 std::optional<server_process> examine(pid_t pid) {
@@ -50,6 +58,9 @@ std::optional<server_process> examine(pid_t pid) {
         const std::string name = program_name(task->path());
         if (name.empty() || name == "plu_debug") {
             continue;
+        }
+        if (elsewhere(task->path())) {
+            return std::nullopt;
         }
         const queue_use use = queue_use_of(task->path());
         if (use == queue_use::holds || name == "plu_bkg") {
