@@ -97,7 +97,7 @@ bool embeds_ipv4(const zero_run &run, const uint32_t *groups) {
 /// Compressed text without a terminator; needs v6_text_size bytes of room.
 char *put_ipv6(char *at, const uint8_t *address) {
     uint32_t groups[v6_groups];
-    for (int i = 0; i < v6_groups; ++i) {
+    for (size_t i = 0; i < v6_groups; ++i) {
         groups[i] = uint32_t{address[2 * i]} << 8 | address[2 * i + 1];
     }
     const zero_run run = longest_zero_run(groups);
@@ -119,17 +119,6 @@ char *put_ipv6(char *at, const uint8_t *address) {
         *at++ = ':';
     }
     return at;
-}
-
-/// Group k of a key's 6-bit groups; bits behind the key count as 0.
-uint8_t key_group(const uint8_t *key, uint32_t k) {
-    const size_t byte = size_t{k} * 6 / 8;
-    if (byte >= tbm_key_bytes) {
-        return 0;
-    }
-    const uint32_t next = byte + 1 < tbm_key_bytes ? key[byte + 1] : 0;
-    const uint32_t window = uint32_t{key[byte]} << 8 | next;
-    return static_cast<uint8_t>(window >> (10 - k * 6 % 8) & 0x3f);
 }
 
 }    // namespace
@@ -174,14 +163,13 @@ void ipv6_addr_str(const uint8_t *address, char *destination, uint32_t size) {
 
 const char *phu_key_stride_str(const uint8_t *key, uint32_t n) {
     const uint32_t groups = (6 * n + 12) / 6 + 1;
-    // A group adds at most a dot and two digits, so that the last one can be cut only once.
     char scratch[append_limit + 4];
     char *at = scratch;
     for (uint32_t k = 0; k < groups && at < scratch + append_limit; ++k) {
         if (k != 0) {
             *at++ = '.';
         }
-        at = put_byte(at, key_group(key, k));
+        at = put_byte(at, tbm_key_chunk(key, k * tbm_stride_bits));
     }
     const size_t length = std::min(static_cast<size_t>(at - scratch), append_limit);
     memcpy(phu_tmp_str, scratch, length);
@@ -190,7 +178,7 @@ const char *phu_key_stride_str(const uint8_t *key, uint32_t n) {
 }
 
 void phu_pfx_to_str(uint32_t n) {
-    static_assert(phu_pfx_entries * 4 < text_buffer_size);
+    static_assert(size_t{phu_pfx_entries} * 4 < text_buffer_size);
     char *at = phu_pfx_str;
     const uint32_t last = std::min<uint32_t>(n, phu_pfx_entries - 1);
     for (uint32_t i = 0; i <= last; ++i) {

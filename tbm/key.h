@@ -31,6 +31,18 @@ inline uint8_t tbm_key_address_byte(const uint8_t *key, int i) {
     return static_cast<uint8_t>(key[i + 2] << 2 | key[i + 3] >> 6);
 }
 
+/// The six key bits from bit `position` (even) on; bits behind the 19 key bytes count as 0 and are
+/// not read.
+inline uint8_t tbm_key_chunk(const uint8_t *key, uint32_t position) {
+    const size_t byte = position / 8;
+    if (byte >= tbm_key_bytes) {
+        return 0;
+    }
+    const uint32_t next = byte + 1 < tbm_key_bytes ? key[byte + 1] : 0;
+    const uint32_t window = uint32_t{key[byte]} << 8 | next;
+    return static_cast<uint8_t>(window >> (10 - position % 8) & 0x3f);
+}
+
 /// Writes the key of an entry. An entry of a type other than 1 and 2 writes nothing.
 void pfx_entry_to_tbm_key(const pfx_entry &entry, tbm_key &key);
 

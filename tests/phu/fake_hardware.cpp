@@ -103,7 +103,7 @@ hardware_test::hardware_test() {
     phu.cfm_mask_count_limit = 32;
 }
 
-hardware_test::~hardware_test() {
+void hardware_test::TearDown() {
     hardware = nullptr;
     f_vector = {};
 }

@@ -21,7 +21,7 @@ phu_node end_image(uint64_t high, uint64_t low);
 class hardware_test : public ::testing::Test {
 protected:
     hardware_test();
-    ~hardware_test() override;
+    void TearDown() override;
 
     /// Assigns a bank to a stride level.
     void assign(uint32_t bank_id, uint8_t level);

@@ -1,0 +1,169 @@
+// Verifies, for every node below the roots, that the stored bmsf is the length of the longest leaf
+// that covers the node in its parent's internal node; a parent without an internal node hands its
+// own expected value down. Facts used: the leaves of the internal nodes and the places of the
+// children (set bits of sn_ebmap, one per slot). It cannot see: the roots' own bmsf, covers that a
+// leaf stored higher up gives, nodes without a hint node (never a mismatch), what the hardware
+// holds, and it takes every level for one 6-bit chunk whatever the node's stride says.
+#include "checks/bmsf_check.h"
+
+#include "checks/child_prefetch.h"
+#include "checks/commands.h"
+#include "checks/tree_facts.h"
+#include "debug_channel/contexts.h"
+#include "debug_channel/reply.h"
+#include "tbm/access.h"
+#include "tbm/key.h"
+#include "tbm/locate.h"
+
+extern "C" {
+int32_t count_bmsf_tn_nodes = 0;
+int32_t count_bmsf_no_zero_match = 0;
+int32_t count_bmsf_zero_match = 0;
+int32_t count_bmsf_not_match = 0;
+}
+
+namespace {
+
+inline constexpr uint32_t parent_searches_max = 6;    // each is a search of the whole tree
+
+uint32_t bmsf_parent_search_count = 0;
+
+/// Parent of a node as the tree has it; null when it is not found.
+const tn *located_parent(const tn *node) {
+    tn_path path;
+    tn_locate(node, path);
+    return tn_path_parent(path);
+}
+
+/// Completes a mismatch line with the node's place among the parent's children.
+void print_place(const tn *node, const tn *parent) {
+    const child_slots children = tn_child_slots(parent);
+    int position = -1;
+    for (int slot = children.first; slot < children.end; ++slot) {
+        position = sn_ebmap_next(parent, position);
+        if (children.nodes[slot] == node) {
+            plu_debug_printf(" child %d of %d, pos %d\n", slot, children.end, position);
+            return;
+        }
+    }
+}
+
+void report_mismatch(const tn *node, uint32_t expected, uint8_t stored) {
+    const tn *parent =
+        bmsf_parent_search_count++ < parent_searches_max ? located_parent(node) : nullptr;
+    const uint32_t length = expected < tbm_header_bits ? 0 : expected - tbm_header_bits;
+    plu_debug_printf("bmsf mismatch tn %p bmsf %d hint bmsf %d parent_tn %p",
+                     static_cast<const void *>(node), static_cast<int>(length), int{stored},
+                     static_cast<const void *>(parent));
+    if (parent == nullptr) {
+        plu_debug_printf("\n");
+    } else {
+        print_place(node, parent);
+    }
+}
+
+void check_node(const tn *node, uint32_t expected) {
+    const uint8_t stored = node->bmsf;
+    ++count_bmsf_tn_nodes;
+    if (stored + tbm_header_bits == expected) {
+        ++count_bmsf_no_zero_match;
+    } else if ((expected == 0 && stored == 0) || node->hint_state == HINT_INIT) {
+        ++count_bmsf_zero_match;
+    } else {
+        ++count_bmsf_not_match;
+        report_mismatch(node, expected, stored);
+    }
+}
+
+}    // namespace
+
+uint32_t covered_positions::best_leaf_bits(uint32_t depth, int32_t position) const {
+    if (position < 0 || position >= child_positions) {
+        return 0;
+    }
+    for (uint32_t used = tbm_stride_bits; used-- > 0;) {
+        if ((by_length[used] >> position & 1) != 0) {
+            return depth + used;
+        }
+    }
+    return 0;
+}
+
+covered_positions inode_covered_positions(const tn *inode, uint32_t depth) {
+    // A leaf that uses n bits of the chunk covers 2^(6 - n) neighbouring positions.
+    static constexpr uint64_t width[tbm_stride_bits] = {~uint64_t{0}, 0xffffffff, 0xffff,
+                                                        0xff,         0xf,        0x3};
+    covered_positions covered{};
+    const leaf_array *leaves = internal_leaves(inode);
+    const int count = usable_leaf_count(leaves);
+    for (int i = 0; i < count; ++i) {
+        const leaf *entry = leaves->la_leaves[i];
+        const uint32_t used = entry == nullptr ? tbm_stride_bits : entry->key_bits_used - depth;
+        if (used < tbm_stride_bits) {
+            const uint32_t free_bits = tbm_stride_bits - used;
+            const uint32_t first = tbm_key_chunk(entry->key, depth) >> free_bits << free_bits;
+            covered.by_length[used] |= width[used] << first;
+        }
+    }
+    return covered;
+}
+
+uint32_t inode_best_leaf_bits(const tn *inode, uint32_t depth, int32_t position) {
+    return inode_covered_positions(inode, depth).best_leaf_bits(depth, position);
+}
+
+void bmsf_check_tn(const tn *node, uint32_t expected, uint32_t depth, bool is_root,
+                   depth_guard &guard) {
+    if (!guard.enter(static_cast<int>((depth - tbm_root_bits) / tbm_stride_bits), node)) {
+        return;
+    }
+    if (!is_root) {
+        check_node(node, expected);
+    }
+    if (!tn_is_search(node)) {
+        return;
+    }
+    const child_slots children = tn_child_slots(node);
+    if (children.end <= children.first) {
+        return;
+    }
+    prefetch_node(children.nodes[children.first]);
+    const tn *inode = tn_inode(node);
+    const covered_positions covered = inode_covered_positions(inode, depth);
+    int position = -1;
+    for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
+        position = sn_ebmap_next(node, position);
+        prefetch_next_child(children, slot);
+        const tn *child = children.nodes[slot];
+        if (child == nullptr) {
+            continue;
+        }
+        bmsf_check_tn(child, inode == nullptr ? expected : covered.best_leaf_bits(depth, position),
+                      depth + tbm_stride_bits, false, guard);
+    }
+}
+
+void cmd_ckbmsf(uint64_t /*a1*/, uint64_t /*a2*/, uint64_t /*a3*/) {
+    const tbm_handle_record *handle = tbm_handle_derive();
+    if (handle == nullptr) {
+        plu_debug_printf("NULL tbm_handle\n");
+        return;
+    }
+    count_bmsf_tn_nodes = 0;
+    count_bmsf_no_zero_match = 0;
+    count_bmsf_zero_match = 0;
+    count_bmsf_not_match = 0;
+    bmsf_parent_search_count = 0;
+    const tree_array *root = tbdb_root_of(handle);
+    depth_guard guard;
+    for (int slot = 0; root != nullptr && slot < root->ta_nnodes; ++slot) {
+        if (const tn *node = root->ta_nodes[slot]; node != nullptr) {
+            bmsf_check_tn(node, 0, tbm_root_bits, true, guard);
+        }
+    }
+    plu_debug_printf("\nResults of checking bmsf:\n");
+    plu_debug_printf("  total tn nodes:       %7d\n", count_bmsf_tn_nodes);
+    plu_debug_printf("  bmsf match non zero:  %7d\n", count_bmsf_no_zero_match);
+    plu_debug_printf("  bmsf match  zero:     %7d\n", count_bmsf_zero_match);
+    plu_debug_printf("  bmsf MISMATCH:        %7d\n", count_bmsf_not_match);
+}

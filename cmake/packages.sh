@@ -1,0 +1,49 @@
+# Sourced by the scripts: installs what is missing, and nothing when all is there.
+
+# have_packages PACKAGE...: true when every Debian package is installed.
+have_packages() {
+    local state
+    for package in "$@"; do
+        state=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) || return 1
+        [ "$state" = installed ] || return 1
+    done
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        echo "error: installing packages needs root or sudo" >&2
+        return 1
+    fi
+}
+
+# need_packages PACKAGE...: installs the missing ones; fails when that is not possible.
+need_packages() {
+    local missing=()
+    for package in "$@"; do
+        have_packages "$package" || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "== installing ${missing[*]}"
+    as_root apt-get update -qq </dev/null &&
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+            -o Dpkg::Use-Pty=0 "${missing[@]}" </dev/null >/dev/null
+}
+
+build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev python3 libreadline-dev)
+
+# build_preset PRESET: configures once and builds; quiet unless something fails.
+build_preset() {
+    local log
+    log=$(mktemp)
+    echo "== building preset $1"
+    if ! { cmake --preset "$1" -G Ninja && cmake --build --preset "$1" -j "$(nproc)"; } >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        return 1
+    fi
+    rm -f "$log"
+}

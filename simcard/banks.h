@@ -1,0 +1,77 @@
+// Node memory accounting: banks given to stride levels, blocks of consecutive nodes, and blocks
+// that wait for the flush timer.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <optional>
+
+#include "phu/records.h"
+
+namespace simcard {
+
+/// Consecutive nodes of one bank.
+struct Block {
+    uint32_t bank;
+    uint32_t first;
+    uint32_t nodes;
+};
+
+class Banks {
+public:
+    /// Empty banks: 40 reserved, 41 the root bank, the others without a level.
+    void set_up(phu_context &context);
+
+    /// Reserves consecutive nodes for a stride level (1 to 23). When no bank has room, takes back
+    /// what waits from earlier operations; none when that does not help either.
+    std::optional<Block> allocate(int level, uint32_t nodes);
+
+    /// The block stays in use until flush() has been called twice.
+    void release_later(const Block &block);
+
+    /// Marks a root node used or free, at once.
+    void set_root(uint32_t slot, bool used);
+
+    /// One step of the flush timer: frees what has waited since before the last step.
+    void flush();
+
+    /// Starts a new operation: what was released before may be taken back when room is short.
+    void next_operation() { ++operation_; }
+
+    /// True when nodes were freed since the last call.
+    bool take_freed();
+
+    /// Nodes that wait for the flush timer.
+    [[nodiscard]] uint32_t waiting() const { return waiting_nodes_; }
+
+    /// Called for every node that becomes free.
+    using Clear = void (*)(void *context, uint32_t bank, uint32_t node);
+    void on_clear(Clear clear, void *context) { clear_ = clear, clear_context_ = context; }
+
+private:
+    struct Waiting {
+        Block block;
+        uint64_t operation;
+        uint64_t tick;
+    };
+
+    std::optional<Block> allocate_now(int level, uint32_t nodes);
+    std::optional<Block> allocate_in(uint32_t bank, uint32_t nodes);
+    std::optional<uint32_t> assign_bank(int level);
+    void mark(const Block &block, bool used);
+    void free_front();
+    bool reclaim();
+
+    phu_context *context_ = nullptr;
+    std::deque<Waiting> waiting_;
+    std::array<uint32_t, phu_banks> longest_run_{};    // upper bound of each bank's free runs
+    uint32_t waiting_nodes_ = 0;
+    uint64_t operation_ = 0;
+    uint64_t tick_ = 0;
+    bool freed_ = false;
+    Clear clear_ = nullptr;
+    void *clear_context_ = nullptr;
+};
+
+}    // namespace simcard

@@ -1,0 +1,105 @@
+#include "simcard/start.h"
+
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <sstream>
+
+#include "simcard/table_file.h"
+
+extern "C" {
+// The process exports variables of the same names, and the dynamic linker would bind references
+// here to those; the library's own stand under names of their own and are exported as aliases.
+plu_shm_block *simcard_plu_shm = nullptr;
+phu_shm_block *simcard_phu_shm = nullptr;
+extern plu_shm_block *plu_shm_ctx __attribute__((alias("simcard_plu_shm")));
+extern phu_shm_block *phu_shm_ctx __attribute__((alias("simcard_phu_shm")));
+}
+
+namespace simcard {
+
+namespace {
+
+/// An option of the environment; none when it is unset, and `good` is cleared when it is no number
+/// from 0 to `largest`.
+std::optional<uint32_t> option(const char *name, uint32_t largest, bool &good) {
+    const char *text = getenv(name);
+    if (text == nullptr || *text == '\0') {
+        return std::nullopt;
+    }
+    char *end = nullptr;
+    const unsigned long value = strtoul(text, &end, 0);
+    if (*end != '\0' || *text == '-' || value > largest) {
+        (void)fprintf(stderr, "simcard: %s=%s is not a number from 0 to %u\n", name, text, largest);
+        good = false;
+    }
+    return static_cast<uint32_t>(value);
+}
+
+bool read_tables(std::vector<pfx_entry> &entries, size_t &bad_lines) {
+    const char *files = getenv("SIMCARD_TABLE");
+    std::istringstream list(files == nullptr ? "" : files);
+    for (std::string file; std::getline(list, file, ':');) {
+        if (file.empty()) {
+            continue;
+        }
+        const TableReport report = read_table(file, entries);
+        if (!report.opened) {
+            (void)fprintf(stderr, "simcard: cannot open table %s\n", file.c_str());
+            return false;
+        }
+        bad_lines += report.bad_lines;
+    }
+    return true;
+}
+
+void report_load(size_t added, size_t refused, size_t bad_lines, double seconds) {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    Card &card = Card::instance();
+    (void)fprintf(stderr,
+                  "simcard: %zu prefixes loaded in %.2f s, %zu refused, %zu bad lines; peak memory "
+                  "%ld MiB; %d hardware nodes, %ld children left unhinted\n",
+                  added, seconds, refused, bad_lines, usage.ru_maxrss / 1024,
+                  card.fixed().plu.phu.bank_node_used, card.mirror().unhinted());
+}
+
+}    // namespace
+
+void publish_contexts(bool present) {
+    FixedPart &part = Card::instance().fixed();
+    simcard_plu_shm = present ? &part.plu_shm : nullptr;
+    simcard_phu_shm = present ? &part.phu_shm : nullptr;
+}
+
+uint32_t start_from_environment() {
+    const auto begin = std::chrono::steady_clock::now();
+    bool good = true;
+    CardOptions options;
+    options.npus = option("SIMCARD_NPUS", 255, good).value_or(options.npus);
+    options.active_map =
+        option("SIMCARD_ACTIVE_MAP", ~uint32_t{0}, good).value_or(options.active_map);
+    options.mask_limit =
+        static_cast<uint8_t>(option("SIMCARD_MASK_LIMIT", 128, good).value_or(options.mask_limit));
+    std::vector<pfx_entry> entries;
+    size_t bad_lines = 0;
+    if (!good || !read_tables(entries, bad_lines)) {
+        return card_not_ready;
+    }
+    Card &card = Card::instance();
+    if (!card.power_on(options)) {
+        (void)fprintf(stderr, "simcard: no memory for the card\n");
+        return card_out_of_memory;
+    }
+    size_t refused = 0;
+    const size_t added = card.load(std::move(entries), &refused);
+    publish_contexts(true);
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+    report_load(added, refused, bad_lines, elapsed.count());
+    return card_ok;
+}
+
+}    // namespace simcard

@@ -1,0 +1,312 @@
+// Every field that a checker reads is damaged once on a healthy card: the counters that must move
+// do, and no other does.
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "checks/commands.h"
+#include "phu/commands.h"
+#include "phu/node_image.h"
+#include "tbm/access.h"
+#include "tests/card/powered_card.h"
+
+namespace {
+
+using Verdict = std::map<std::string, long>;
+
+struct Column {
+    const char *name;
+    void (*command)(uint64_t, uint64_t, uint64_t);
+    const char *label;    // a counter behind a label, or lines that start so
+    bool lines;
+};
+
+constexpr Column columns[] = {
+    {"bmsf", cmd_ckbmsf, "bmsf MISMATCH:", false},
+    {"bank index", cmd_ckbank, "INVALID hw index count:", false},
+    {"bank level", cmd_ckbank, "invalid level ", true},
+    {"bank en", cmd_ckbank, "en mask MISMATCH      :", false},
+    {"bank sn", cmd_ckbank, "ERR: hint sn mismatch", true},
+    {"bank id", cmd_ckbank, "ERR: bank id ", true},
+    {"bank size", cmd_ckbank, " has incorrect bank_size", true},
+    {"bank used", cmd_ckbank, " doens't match node_bitmap ones ", true},
+    {"bank stride", cmd_ckbank, "ERR: phu_stride ", true},
+    {"bank sum", cmd_ckbank, "ERR: phu_ctx bank_bitmap ones ", true},
+    {"bank read", cmd_ckbank, "failed to read hwindex", true},
+    {"mask child", cmd_ckhmask, "inode+child MISMATCH:", false},
+    {"mask ext", cmd_ckhmask, "int+ext+ebmap MISMATCH:", false},
+    {"mask inode", cmd_ckhmask, "inode & parent int mask MISMATCH:", false},
+    {"mask lost", cmd_ckhmask, "inode pfx not in hint_mask:", false},
+    {"parbl", cmd_ckparbl, "INVALID par bl:", false},
+    {"parbl end", cmd_ckparbl, "INVALID end par bl:", false},
+    {"parbl offset", cmd_ckparbl, "INVALID offset:", false},
+    {"parbl unknown", cmd_ckparbl, "unknown tn nodes:", false},
+    {"lookup missed", cmd_cklkup, "prefix     no match:", false},
+    {"lookup leaf", cmd_cklkup, "lf lookup MISMATCH:", false},
+    {"hw missed", cmd_cklkuphw, "prefix     no match:", false},
+};
+
+size_t lines_with(const std::string &text, const std::string &word) {
+    size_t count = 0;
+    for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+Verdict verdict() {
+    Verdict result;
+    for (const Column &column : columns) {
+        const std::string text = captured([&] { column.command(0, 0, 0); });
+        const long moved = column.lines ? static_cast<long>(lines_with(text, column.label))
+                                        : number_after(text, column.label);
+        if (moved != 0) {
+            result[column.name] = moved;
+        }
+    }
+    return result;
+}
+
+simcard::Card &healthy_card() {
+    simcard::Card &card = powered_card();
+    for (const char *prefix :
+         {"10.0.0.0/8", "10.0.0.0/10", "10.1.0.0/16", "10.1.2.0/24", "10.1.2.128/25", "10.1.2.3/32",
+          "10.1.4.0/22", "192.168.0.0/16", "192.168.7.0/24", "192.168.64.0/20", "172.16.0.0/12",
+          "2001:db8::/32", "2001:db8:1::/48", "2001:db8:1:2::/64", "2001:db8:1:2::1/128"}) {
+        EXPECT_EQ(card.add(prefix), simcard::card_ok);
+    }
+    return card;
+}
+
+/// Nodes from the root to the one where a prefix is stored.
+std::vector<tn *> path_to(const char *prefix) {
+    simcard::Path path;
+    std::vector<tn *> nodes;
+    const simcard::Key key = *simcard::key_of(*simcard::parse_prefix(prefix, 0));
+    tn *node = phu_ctx->tbm_handle->tbdb_root->ta_nodes[key.root_slot()];
+    for (uint32_t depth = tbm_root_bits;; depth += tbm_stride_bits) {
+        nodes.push_back(node);
+        if (key.bits < depth + tbm_stride_bits) {
+            return nodes;
+        }
+        node = simcard::child_at(node, key.chunk(depth));
+    }
+}
+
+tn *node_of(const char *prefix) {
+    return path_to(prefix).back();
+}
+
+/// First node on the way to a prefix, below the root, in a hint state.
+tn *on_the_way(const char *prefix, uint8_t state) {
+    for (tn *node : path_to(prefix)) {
+        if (node->hint_state == state && node != path_to(prefix).front()) {
+            return node;
+        }
+    }
+    ADD_FAILURE() << "no node in state " << int{state} << " on the way to " << prefix;
+    return nullptr;
+}
+
+/// An end node with a hardware node, a cover and one prefix, 192.168.64.0/20.
+tn *end_node() {
+    tn *node = node_of("192.168.64.0/20");
+    EXPECT_TRUE(tn_is_end(node) && node->hint_state == HINT_END && node->par_bl_len == 16);
+    return node;
+}
+
+/// A search node with a match-end node, a cover and an internal node that holds 10.1.0.0/16.
+tn *search_node() {
+    tn *node = node_of("10.1.0.0/16");
+    EXPECT_TRUE(tn_is_search(node) && node->hint_state == HINT_SEARCH_END &&
+                node->par_bl_len == 10);
+    return node;
+}
+
+phu_bank_record &bank_of(const tn *node) {
+    return phu_ctx->bank[hw_index_bank(node->hw_index)];
+}
+phu_stride_record &stride_of(const tn *node) {
+    return phu_ctx->stride[hw_index_level(node->hw_index)];
+}
+void flip_length(mask128 &mask, uint32_t length) {
+    mask128 one{};
+    mask_set_from_left(one, length);
+    mask = {mask.low ^ one.low, mask.high ^ one.high};
+}
+void flip_image_byte(uint32_t hw_index, size_t byte, uint8_t bits = 1) {
+    simcard::Chip &chip = simcard::Card::instance().chip();
+    phu_node image = chip.node(hw_index);
+    reinterpret_cast<uint8_t *>(&image)[byte] ^= bits;
+    chip.write_node(hw_index, image);
+}
+
+struct Row {
+    const char *fault;
+    void (*plant)(simcard::Card &card);
+    std::set<std::string> moves;
+};
+
+const Row rows[] = {
+    {"bmsf of an end node", [](simcard::Card &) { end_node()->bmsf ^= 1; }, {"bmsf", "bank en"}},
+    {"bmsf of a search node",
+     [](simcard::Card &) { on_the_way("2001:db8:1::/48", HINT_SEARCH)->bmsf ^= 1; },
+     {"bmsf", "bank sn"}},
+    {"hint_mask of a hinted node",
+     [](simcard::Card &) { flip_length(end_node()->hint_mask, 31); },
+     {"mask child"}},
+    {"hint_mask of a search node loses a length of its internal node",
+     [](simcard::Card &) { flip_length(search_node()->hint_mask, 16); },
+     {"mask child", "mask lost"}},
+    {"int_mask of an end node",
+     [](simcard::Card &) { flip_length(end_node()->int_mask, 31); },
+     {"mask ext", "bank en"}},
+    {
+        "int_mask of a search node",
+        [](simcard::Card &) { flip_length(search_node()->int_mask, 16); },
+        {"mask ext", "mask inode"}    // 10.1.0.0 itself is answered by a child, whose bmsf says 16
+    },
+    {"ext_mask of a hinted node",
+     [](simcard::Card &) { flip_length(search_node()->ext_mask, 30); },
+     {"mask ext"}},
+    {"hint_ebmap of a search node",
+     [](simcard::Card &) { on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hint_ebmap = 0; },
+     {"mask ext", "bank sn"}},
+    {"hint state INIT in the middle of the hint tree",
+     [](simcard::Card &) { on_the_way("2001:db8:1::/48", HINT_SEARCH)->hint_state = HINT_INIT; },
+     {}},
+    {"par_bl_larray of an end node",
+     [](simcard::Card &) { end_node()->par_bl_larray = tn_inode(search_node())->in_lfarray; },
+     {"parbl", "parbl end"}},
+    {"par_bl_offset of an end node",
+     [](simcard::Card &) { end_node()->par_bl_offset = 99; },
+     {"parbl", "parbl end"}},
+    {"par_bl_len of an end node",
+     [](simcard::Card &) { end_node()->par_bl_len ^= 1; },
+     {"parbl", "parbl end"}},
+    {"par_bl_offset of a search node",
+     [](simcard::Card &) { search_node()->par_bl_offset = 99; },
+     {"parbl", "parbl offset"}},
+    {"par_bl_larray of a search node",
+     [](simcard::Card &) {
+         search_node()->par_bl_larray = tn_inode(node_of("10.1.2.0/24"))->in_lfarray;
+     },
+     {"parbl"}},
+    {"type of a node",
+     [](simcard::Card &) { end_node()->tn_flags = TN_LEAF; },
+     {"parbl unknown", "mask child", "mask ext"}},
+    {"hw_index names a free node",
+     [](simcard::Card &) { end_node()->hw_index ^= 0x400; },
+     {"bank index"}},
+    {"hw_index names a bank that does not exist",
+     [](simcard::Card &) { end_node()->hw_index |= 0x00ff0000; },
+     {"bank index"}},
+    {"hw_index names a level without banks",
+     [](simcard::Card &) { end_node()->hw_index |= 0x1e000000; },
+     {"bank level"}},
+    {"search node image: child bitmap",
+     [](simcard::Card &) {
+         flip_image_byte(on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hw_index, 7);
+     },
+     {"bank sn"}},
+    {"search node image: bmsf",
+     [](simcard::Card &) {
+         flip_image_byte(on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hw_index, 11);
+     },
+     {"bank sn"}},
+    {"end node image: mask",
+     [](simcard::Card &) { flip_image_byte(end_node()->hw_index, 1, 0x10); },
+     {"bank en", "hw missed"}},
+    {"end node image: a length too many",
+     [](simcard::Card &) { flip_image_byte(end_node()->hw_index, 0); },
+     {"bank en"}},
+    {"end node image: type",
+     [](simcard::Card &) { flip_image_byte(end_node()->hw_index, 16); },
+     {"hw missed"}},
+    {"node bitmap lacks a node in use",
+     [](simcard::Card &) {
+         const tn *node = end_node();
+         const uint32_t n = hw_index_node(node->hw_index);
+         bank_of(node).node_bitmap[n / 64] &= ~(uint64_t{1} << (n % 64));
+     },
+     {"bank index", "bank used"}},
+    {"node used of a bank",
+     [](simcard::Card &) { bank_of(end_node()).node_used++; },
+     {"bank used"}},
+    {"bank id", [](simcard::Card &) { bank_of(end_node()).bank_id ^= 1; }, {"bank id"}},
+    {"bank size", [](simcard::Card &) { bank_of(end_node()).bank_size--; }, {"bank size"}},
+    {"bitmap size of a bank",
+     [](simcard::Card &) { bank_of(end_node()).bitmap_size--; },
+     {"bank size"}},
+    {"stride level of a bank",
+     [](simcard::Card &) { bank_of(end_node()).stride_level++; },
+     {"bank stride"}},
+    {"level of a stride entry",
+     [](simcard::Card &) { stride_of(end_node()).level = 23; },
+     {"bank level"}},
+    {"bank_used of a stride entry",
+     [](simcard::Card &) { stride_of(end_node()).bank_used++; },
+     {"bank sum"}},
+    {"bank bitmap of a stride entry",
+     [](simcard::Card &) { stride_of(end_node()).bank_bitmap |= 1U << 19; },
+     {"bank stride"}},
+    {"bank bitmap of the context",
+     [](simcard::Card &) {
+         phu_ctx->bank_bitmap &= ~(uint64_t{1} << hw_index_bank(end_node()->hw_index));
+     },
+     {"bank index", "bank sum"}},
+    {"key type of an end node", [](simcard::Card &) { end_node()->key_type = 1; }, {"bank en"}},
+    {"leaf pointer below the start",
+     [](simcard::Card &) {
+         const simcard::Key key = *simcard::key_of(*simcard::parse_prefix("192.168.64.0/20", 0));
+         leaf_array *array = end_node()->in_lfarray;
+         static leaf stray[1];
+         stray[0] = *array->la_leaves[0];
+         EXPECT_EQ(stray[0].key_bits_used, key.bits);
+         // A copy in front of the tree: everything but its place is right.
+         auto *low = reinterpret_cast<leaf *>(&simcard::Card::instance().fixed().plu.reserved1[8]);
+         *low = stray[0];
+         array->la_leaves[0] = low;
+     },
+     {"lookup missed", "lookup leaf"}},
+    {"entry missing in the exact-match path",
+     [](simcard::Card &card) {
+         simcard::MatchEntry entry;
+         ASSERT_TRUE(
+             simcard::ExactMatch::make_entry(*simcard::parse_prefix("172.16.0.0/12", 0), entry));
+         ASSERT_TRUE(card.match().erase(entry));
+     },
+     {"lookup missed", "hw missed"}},
+    {"failing node read",
+     [](simcard::Card &card) { card.chip().plant_read_fault(end_node()->hw_index, true); },
+     {"bank read", "hw missed"}},
+    {"par_bl_larray of an end node is gone",
+     [](simcard::Card &) { end_node()->par_bl_larray = nullptr; },
+     {}},
+    {"hint_sn_bitmap, the copy of the search node",
+     [](simcard::Card &) { search_node()->hint_sn_bitmap ^= 1; },
+     {}},
+    {"hint_en_mask, the copy of the end node",
+     [](simcard::Card &) { end_node()->hint_en_mask[0] ^= 1; },
+     {}},
+};
+
+}    // namespace
+
+TEST(FaultMatrix, HealthyCardMovesNothing) {
+    healthy_card();
+    EXPECT_EQ(verdict(), Verdict{});
+}
+
+TEST(FaultMatrix, EachFaultMovesItsCountersAndNoOther) {
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.fault);
+        row.plant(healthy_card());
+        std::set<std::string> moved;
+        for (const auto &[name, count] : verdict()) {
+            moved.insert(name);
+        }
+        EXPECT_EQ(moved, row.moves);
+    }
+}

@@ -1,0 +1,154 @@
+// The server over real queues, in the test's own process.
+#include "debug_channel/server.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <algorithm>
+#include <memory>
+#include <thread>
+
+#include "debug_channel/contexts.h"
+#include "debug_channel/reply.h"
+#include "debug_channel/request.h"
+#include "tests/debug_channel/fake_loader.h"
+#include "tests/debug_channel/stub_handlers.h"
+#include "tests/support/queue_client.h"
+
+namespace {
+
+using texts = std::vector<std::string>;
+
+/// A queue of another shape with a message left in it, as a killed process may leave it.
+void leave_stale_queue(const char *name) {
+    mq_unlink(name);
+    mq_attr attributes = {};
+    attributes.mq_maxmsg = 3;
+    attributes.mq_msgsize = 64;
+    const mqd_t queue = mq_open(name, O_RDWR | O_CREAT, 0600, &attributes);
+    ASSERT_NE(queue, -1);
+    EXPECT_EQ(mq_send(queue, "stale", 5, 0), 0);
+    mq_close(queue);
+}
+
+class Server : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        use_private_queues();
+        leave_stale_queue(plu_request_queue);
+        leave_stale_queue(plu_reply_queue);
+        umask(077);
+        plu_block.ready = shm_ready_mark;
+        phu_block.ready = shm_ready_mark;
+        context = std::make_unique<plu_context>();
+        plu_block.context = context.get();
+        plu_shm_ctx = &plu_block;
+        phu_shm_ctx = &phu_block;
+        std::thread(plu_debug_thread, nullptr).detach();
+        wait_for_new_queues();
+    }
+
+    // The server thread outlives the test: nothing of it may be in use when the process ends.
+    void TearDown() override {
+        set_handler_hook(nullptr);
+        clear_handler_calls();
+    }
+
+    static void wait_for_new_queues() {
+        for (int tries = 0; tries < 1000; tries++) {
+            const mqd_t queue = mq_open(plu_reply_queue, O_RDONLY);
+            mq_attr attributes = {};
+            mq_getattr(queue, &attributes);
+            mq_close(queue);
+            if (attributes.mq_msgsize == plu_queue_message_size) {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        FAIL() << "the server did not replace the stale queues";
+    }
+
+    /// The reply to a command whose handler sends one text; opening and closing lines taken off.
+    std::string echoed(const std::string &text) {
+        set_handler_hook([text](const handler_call &) { plu_debug_printf("%s", text.c_str()); });
+        EXPECT_TRUE(client.send("walk"));
+        const std::optional<texts> reply = client.reply();
+        return reply && reply->size() == 3 ? (*reply)[1] : "no such reply";
+    }
+
+    static plu_shm_block plu_block;
+    static phu_shm_block phu_block;
+    static std::unique_ptr<plu_context> context;
+    queue_client client;
+};
+
+plu_shm_block Server::plu_block = {};
+phu_shm_block Server::phu_block = {};
+std::unique_ptr<plu_context> Server::context;
+
+TEST_F(Server, ReplacesStaleQueuesByOpenOnesUnderAnyUmask) {
+    ASSERT_TRUE(client.connected());
+    for (const mqd_t queue : {client.requests(), client.replies()}) {
+        struct stat status = {};
+        ASSERT_EQ(fstat(queue, &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, 0666U);
+        mq_attr attributes = {};
+        ASSERT_EQ(mq_getattr(queue, &attributes), 0);
+        EXPECT_EQ(attributes.mq_maxmsg, 10);
+        EXPECT_EQ(attributes.mq_msgsize, 256);
+        EXPECT_EQ(attributes.mq_curmsgs, 0);
+    }
+}
+
+TEST_F(Server, ListingEndsWithTheOnlyWideMessage) {
+    ASSERT_TRUE(client.send("-h"));
+    for (int line = 0; line < 37; line++) {
+        const std::optional<std::string> message = client.receive();
+        ASSERT_TRUE(message);
+        ASSERT_EQ(message->size(), 232U);
+        EXPECT_EQ(message->find_first_not_of('\0', message->find('\0')), std::string::npos);
+    }
+    EXPECT_EQ(client.receive(), std::string(256, '\0'));
+}
+
+TEST_F(Server, TextsAreCutAfter230Characters) {
+    const std::string fits(230, 'a');
+    EXPECT_EQ(echoed(fits), fits);
+    EXPECT_EQ(echoed(fits + "b"), fits);
+    EXPECT_EQ(echoed(std::string(100000, 'c')), std::string(230, 'c'));
+    EXPECT_EQ(echoed(""), "");
+}
+
+TEST_F(Server, UnknownNameGetsItsLineAndTheEnd) {
+    ASSERT_TRUE(client.send("nope"));
+    EXPECT_EQ(client.reply(), (texts{"\n", "no handler for nope\n"}));
+}
+
+TEST_F(Server, ShortRequestKeepsTheArgumentsOfTheOneBefore) {
+    set_handler_hook(nullptr);
+    ASSERT_TRUE(client.send("dump", 7, 8, 9));
+    ASSERT_TRUE(client.reply());
+    ASSERT_EQ(mq_send(client.requests(), "walk", 5, 0), 0);
+    ASSERT_TRUE(client.reply());
+    EXPECT_EQ(handler_calls().back(), (handler_call{"walk", 7, 8, 9}));
+}
+
+TEST_F(Server, RequestsWaitTheirTurn) {
+    set_handler_hook([](const handler_call &call) {
+        for (int line = 0; line < 20; line++) {
+            plu_debug_printf("%s %lu\n", call.command.c_str(), call.a1);
+        }
+    });
+    for (uint64_t i = 0; i < 8; i++) {
+        ASSERT_TRUE(client.send("walk", i));
+    }
+    for (uint64_t i = 0; i < 8; i++) {
+        const std::optional<texts> reply = client.reply();
+        ASSERT_TRUE(reply);
+        ASSERT_EQ(reply->size(), 22U);
+        const std::string line = "walk " + std::to_string(i) + "\n";
+        EXPECT_EQ(std::count(reply->begin(), reply->end(), line), 20);
+    }
+}
+
+}    // namespace

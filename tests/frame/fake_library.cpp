@@ -1,0 +1,73 @@
+// Recording replacement of the PLU and PHU library as far as the process links it. It fills the
+// process's own context pointers when FAKE_FILL_CONTEXTS is set.
+#include "platform/phu_library.h"
+#include "platform/plu_library.h"
+#include "tests/frame/fake_control.h"
+
+namespace {
+
+alignas(8) uint64_t unready_block[4];
+
+__attribute__((constructor)) void fill_contexts() {
+    if (getenv("FAKE_FILL_CONTEXTS") != nullptr) {
+        *static_cast<void **>(process_symbol("plu_shm_ctx")) = unready_block;
+        *static_cast<void **>(process_symbol("phu_shm_ctx")) = unready_block;
+    }
+}
+
+int recorded(const char *call, void *event_manager) {
+    fake_log("%s %s\n", call, evm_text(event_manager));
+    return static_cast<int>(fake_result(call, 0));
+}
+
+}    // namespace
+
+FAKE_EXPORT int plu_init(const plu_init_params *params) {
+    fake_log("plu_init %u %s %u\n", params->word0, evm_text(params->event_manager), params->word16);
+    return static_cast<int>(fake_result("plu_init", 0));
+}
+
+FAKE_EXPORT int plu_edm_init(void *event_manager) {
+    return recorded("plu_edm_init", event_manager);
+}
+
+FAKE_EXPORT int plu_config_profile_init(void *event_manager) {
+    return recorded("plu_config_profile_init", event_manager);
+}
+
+FAKE_EXPORT int plu_startup_done_notify_register(void *event_manager) {
+    return recorded("plu_startup_done_notify_register", event_manager);
+}
+
+FAKE_EXPORT int plu_fill_hole_background(uint32_t *scratch, int count) {
+    *scratch = UINT32_MAX;
+    fake_log("plu_fill_hole_background %d\n", count);
+    return 1;
+}
+
+FAKE_EXPORT int plu_hw_increase_flush_timer(void) {
+    fake_log("plu_hw_increase_flush_timer\n");
+    return 42;
+}
+
+FAKE_EXPORT int plu_ctx_init(const pfx_entry *, uint32_t *, uint32_t *, uint32_t *, uint32_t *,
+                             uint64_t *) {
+    return 1;
+}
+
+FAKE_EXPORT int plu_entry_ctx_init(plu_entry_ctx *, const pfx_entry *, int, int) {
+    return 1;
+}
+
+FAKE_EXPORT void *plu_htbl_bucket(int, uint32_t, int) {
+    return nullptr;
+}
+
+FAKE_EXPORT int plu_lookup_entry(const pfx_entry *, void *, uint32_t *, uint32_t *, uint32_t *,
+                                 uint32_t *, uint64_t *, uint32_t *, uint32_t *, int) {
+    return 1;
+}
+
+FAKE_EXPORT int phu_hw_read_node(int, uint32_t, void *) {
+    return 1;
+}

@@ -1,0 +1,143 @@
+// Recording replacement of the operating platform's library. FAKE_EVENTS says how many events the
+// loop gets before event_block fails; FAKE_SWITCH names exported flags to set, or trace handles to
+// make live by their offset ("@384"), separated by blanks.
+#include <cstdint>
+
+#include "platform/event.h"
+#include "platform/osag.h"
+#include "platform/qerr.h"
+#include "platform/sysmgr.h"
+#include "platform/trace_output.h"
+#include "tests/frame/fake_control.h"
+
+namespace {
+
+event_handler attached_handler = nullptr;
+
+__attribute__((constructor)) void throw_switches() {
+    const char *list = getenv("FAKE_SWITCH");
+    char name[64];
+    int used = 0;
+    while (list != nullptr && sscanf(list, " %63s%n", name, &used) == 1) {
+        list += used;
+        if (name[0] == '@') {
+            auto *handles = static_cast<char *>(process_symbol("plu_debug_event_type"));
+            handles[atoi(name + 1) + 8] = 1;
+        } else {
+            *static_cast<int32_t *>(process_symbol(name)) = 1;
+        }
+    }
+}
+
+bool context_as_agreed(const event_context *context) {
+    const event_context expected = {.event_manager = fake_event_manager(),
+                                    .word8 = 0,
+                                    .pad12 = 0,
+                                    .receive_buffer = context->receive_buffer,
+                                    .receive_size = 128,
+                                    .word32 = 0,
+                                    .pad36 = 0,
+                                    .bytes40 = {}};
+    const char zeros[128] = {};
+    return context == process_symbol("ec") && memcmp(context, &expected, sizeof expected) == 0 &&
+           memcmp(context->receive_buffer, zeros, sizeof zeros) == 0;
+}
+
+}    // namespace
+
+FAKE_EXPORT void *event_manager_create(int flags, const char *device, int channels,
+                                       uint64_t *lwm_chan) {
+    fake_log("event_manager_create %d %s %d %s\n", flags, device, channels,
+             lwm_chan == process_symbol("plu_bkg_lwm_chan") ? "plu_bkg_lwm_chan" : "other");
+    return fake_result("event_manager_create", 1) == 1 ? fake_event_manager() : nullptr;
+}
+
+FAKE_EXPORT int event_async_attach_proctimer(void *event_manager, int event_class, int flags,
+                                             event_handler handler, void *argument, int priority,
+                                             timer_t *timer_id) {
+    fake_log("event_async_attach_proctimer %s %d %d %s %d\n", evm_text(event_manager), event_class,
+             flags, argument == nullptr ? "null" : "other", priority);
+    attached_handler = handler;
+    *timer_id = reinterpret_cast<timer_t>(0x77);
+    return static_cast<int>(fake_result("event_async_attach_proctimer", 0));
+}
+
+FAKE_EXPORT int event_block(event_context *context) {
+    static const char *const events = getenv("FAKE_EVENTS");
+    static long left = events == nullptr ? 0 : atol(events);
+    fake_log("event_block %s\n", context_as_agreed(context) ? "ec" : "other");
+    return left-- > 0 ? static_cast<int>(left) : -1;
+}
+
+FAKE_EXPORT int kq_event_dispatch(event_context *context, int flags) {
+    fake_log("kq_event_dispatch %s %d\n", context == process_symbol("ec") ? "ec" : "other", flags);
+    int unused = 0;
+    fake_log("handler result %d\n", attached_handler(&unused));
+    return 0;
+}
+
+FAKE_EXPORT int getprio(int thread) {
+    fake_log("getprio %d\n", thread);
+    return 10;
+}
+
+FAKE_EXPORT int set_thread_name(const char *name, pthread_t thread) {
+    fake_log("set_thread_name %s %s\n", name, thread == pthread_self() ? "self" : "other");
+    return 0;
+}
+
+FAKE_EXPORT int sysmgr_proc_ready(void) {
+    fake_log("sysmgr_proc_ready\n");
+    return static_cast<int>(fake_result("sysmgr_proc_ready", 0));
+}
+
+FAKE_EXPORT int qerr_register_dll(int module, const char *message_file) {
+    fake_log("qerr_register_dll %d %s\n", module, message_file);
+    return static_cast<int>(fake_result("qerr_register_dll", 0));
+}
+
+FAKE_EXPORT const char *qerr_strerror(int code) {
+    static char text[32];
+    snprintf(text, sizeof text, "text of %d", code);
+    errno = EDOM;
+    return text;
+}
+
+// Trace lines stand in the log with a bar at their end, so that a line end within shows.
+FAKE_EXPORT void buginf(const void *handle, int flags, int count, const char *format, ...) {
+    char text[512];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    const auto offset = static_cast<const char *>(handle) -
+                        static_cast<const char *>(process_symbol("plu_debug_event_type"));
+    fake_log("buginf %td %d %d %s|\n", offset, flags, count, text);
+}
+
+FAKE_EXPORT void kq_syslog(int level, const char *format, ...) {
+    char text[512];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    fake_log("syslog %d %s|\n", level, text);
+}
+
+FAKE_EXPORT mqd_t osag_mq_open(const char *name, int flags, mode_t mode, mq_attr *attributes) {
+    const auto planned = static_cast<mqd_t>(fake_result(name, 0));
+    return planned == 0 ? mq_open(name, flags, mode, attributes) : planned;
+}
+
+FAKE_EXPORT int osag_mq_unlink(const char *name) {
+    return mq_unlink(name);
+}
+
+FAKE_EXPORT size_t kq_strlcpy(char *destination, const char *source, size_t size) {
+    snprintf(destination, size, "%s", source);
+    return strlen(source);
+}
+
+FAKE_EXPORT void *_dlopen(const char *, int) {
+    return nullptr;
+}

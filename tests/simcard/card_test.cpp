@@ -1,0 +1,316 @@
+// The stand-in card against brute force and against a card built afresh.
+
+#include "simcard/card.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+#include "simcard/length_set.h"
+#include "simcard/mirror_fields.h"
+#include "simcard/table_file.h"
+#include "tests/support/random_table.h"
+
+using namespace simcard;
+
+namespace {
+
+Card &fresh_card(uint8_t mask_limit = default_mask_limit) {
+    CardOptions options;
+    options.mask_limit = mask_limit;
+    EXPECT_TRUE(Card::instance().power_on(options));
+    return Card::instance();
+}
+
+/// Everything derived of one node that does not depend on where its records lie.
+struct NodeState {
+    uint32_t type, state, bmsf, cover_length, ext_count, int_count, match_end;
+    mask128 ext, inner, hint, end_copy;
+    uint64_t hinted;
+    bool operator==(const NodeState &) const = default;
+};
+using CardState = std::map<std::vector<uint32_t>, NodeState>;
+
+void collect(const tn *node, std::vector<uint32_t> &path, CardState &all) {
+    mask128 end_copy{phu_load64(node->hint_en_mask), phu_load64(node->hint_en_mask + 8)};
+    all[path] = {node->tn_flags & 0xffffU,
+                 node->hint_state,
+                 node->bmsf,
+                 node->par_bl_larray == nullptr ? 999U : node->par_bl_len,
+                 node->ext_mask_count,
+                 node->int_mask_count,
+                 phu_word_me(node->hint_sn_word),
+                 node->ext_mask,
+                 node->int_mask,
+                 node->hint_mask,
+                 end_copy,
+                 node->hint_ebmap};
+    for (uint64_t left = is_search(node) ? node->sn_ebmap : 0; left != 0; left &= left - 1) {
+        const auto group = static_cast<uint32_t>(__builtin_ctzll(left));
+        path.push_back(group);
+        collect(child_at(node, group), path, all);
+        path.pop_back();
+    }
+}
+
+CardState state_of(Card &card) {
+    CardState all;
+    for (uint32_t slot = 0; slot < 4096; ++slot) {
+        if (const tn *node = card.fixed().root.ta_nodes[slot]; node != nullptr) {
+            std::vector<uint32_t> path{slot};
+            collect(node, path, all);
+        }
+    }
+    return all;
+}
+
+/// Every hinted node's images stand in the chip where its indexes say, in use, no place twice.
+void expect_hardware_sound(Card &card) {
+    std::set<uint32_t> places;
+    const phu_context &phu = card.fixed().plu.phu;
+    const auto expect_image = [&](uint32_t index, const uint8_t *copy, uint32_t level) {
+        phu_node image{};
+        ASSERT_EQ(card.chip().read_index(index, &image), 0);
+        EXPECT_EQ(memcmp(&image, copy, sizeof image), 0) << std::hex << index;
+        EXPECT_TRUE(places.insert(index & 0xffffff).second) << std::hex << index;
+        EXPECT_EQ(hw_index_level(index), level);
+        const uint32_t node = hw_index_node(index);
+        const phu_bank_record &bank = phu.bank[hw_index_bank(index)];
+        EXPECT_EQ(bank.stride_level, level);
+        EXPECT_NE(bank.node_bitmap[node / 64] >> (node % 64) & 1, 0U);
+    };
+    const auto visit = [&](auto &&self, const tn *node, uint32_t level) -> void {
+        const auto *bytes = reinterpret_cast<const uint8_t *>(node);
+        const uint8_t *search_copy = bytes + offsetof(tn, hint_sn_bitmap);
+        const uint8_t *end_copy = bytes + offsetof(tn, hint_en_mask);
+        if (node->hint_state == HINT_INIT) {
+            EXPECT_EQ(node->hw_index, 0U);
+        } else {
+            expect_image(node->hw_index, node->hint_state == HINT_END ? end_copy : search_copy,
+                         level);
+        }
+        if (node->hint_state == HINT_SEARCH_END) {
+            expect_image(node->en_hw_index, end_copy, level + 1);
+        }
+        for (uint64_t left = is_search(node) ? node->sn_ebmap : 0; left != 0; left &= left - 1) {
+            self(self, child_at(node, static_cast<uint32_t>(__builtin_ctzll(left))), level + 1);
+        }
+    };
+    for (int slot = 0; slot < 4096; ++slot) {
+        if (const tn *node = card.fixed().root.ta_nodes[slot]; node != nullptr) {
+            visit(visit, node, 0);
+        }
+    }
+    uint32_t in_use = 0;
+    for (const phu_bank_record &bank : phu.bank) {
+        in_use += bank.node_used;
+    }
+    EXPECT_EQ(in_use, places.size() + card.banks().waiting());
+}
+
+using Model = std::map<Key, pfx_entry>;
+
+const Key *longest_match(const Model &model, const Key &address) {
+    const Key *best = nullptr;
+    for (const auto &[key, entry] : model) {
+        bool covers = true;
+        for (uint32_t bit = 0; bit < key.bits && covers; ++bit) {
+            const auto mask = static_cast<uint8_t>(0x80 >> (bit % 8));
+            covers = ((key.bytes[bit / 8] ^ address.bytes[bit / 8]) & mask) == 0;
+        }
+        if (covers && (best == nullptr || key.bits > best->bits)) {
+            best = &key;
+        }
+    }
+    return best;
+}
+
+void flip_bit(Key &key, uint32_t bit) {
+    key.bytes[bit / 8] ^= static_cast<uint8_t>(0x80 >> (bit % 8));
+}
+
+}    // namespace
+
+TEST(TableFile, ReadsPlainAndRecordingLinesAndNamesTheRest) {
+    const struct {
+        const char *line;
+        TableLine::Kind kind;
+        const char *text;
+        int vrf;
+    } cases[] = {
+        {"10.1.2.0/24", TableLine::prefix, "10.1.2.0/24", 0},
+        {"  2001:db8::/32\t65535  # lab", TableLine::prefix, "2001:db8::/32", 65535},
+        {"10.1.2.3", TableLine::prefix, "10.1.2.3/32", 0},
+        {"A U4 10.1.2.0/24 5 #", TableLine::prefix, "10.1.2.0/24", 5},
+        {"A U6 ::ffff:10.0.0.1/128 0 #\r", TableLine::prefix, "::ffff:10.0.0.1/128", 0},
+        {"# comment", TableLine::nothing, "", 0},
+        {"", TableLine::nothing, "", 0},
+        {"10.1.2.0/33", TableLine::bad, "", 0},
+        {"10.1.2/24", TableLine::bad, "", 0},
+        {"10.1.2.0/", TableLine::bad, "", 0},
+        {"10.1.2.0/24 65536", TableLine::bad, "", 0},
+        {"10.1.2.0/24 5 6", TableLine::bad, "", 0},
+        {"A U6 10.1.2.0/24 5 #", TableLine::bad, "", 0},
+        {"A U5 10.1.2.0/24 5 #", TableLine::bad, "", 0},
+        {"A U4", TableLine::bad, "", 0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.line);
+        const TableLine parsed = parse_table_line(c.line);
+        ASSERT_EQ(parsed.kind, c.kind);
+        if (c.kind == TableLine::prefix) {
+            const Key key = *key_of(parsed.entry);
+            EXPECT_EQ(prefix_text(key), c.text);
+            EXPECT_EQ(vrf_of(key), c.vrf);
+        }
+    }
+}
+
+TEST(Card, RefusesWithACodeAndChangesNothing) {
+    Card &card = fresh_card();
+    ASSERT_EQ(card.add("10.0.0.0/8"), card_ok);
+    const CardState before = state_of(card);
+    EXPECT_EQ(card.add("10.255.0.0/8"), card_exists);    // host bits do not make it another prefix
+    EXPECT_EQ(card.remove("10.0.0.0/9"), card_absent);
+    EXPECT_EQ(card.remove("10.0.0.0/8", 1), card_absent);
+    pfx_entry entry = *parse_prefix("10.0.0.0/8", 0);
+    entry.set_length(33);
+    EXPECT_EQ(card.add(entry), card_bad_entry);
+    EXPECT_EQ(card.remove(entry), card_bad_entry);
+    entry.type = 3;
+    EXPECT_EQ(card.add(entry), card_bad_entry);
+    EXPECT_EQ(state_of(card), before);
+    EXPECT_EQ(card.prefixes(), 1U);
+}
+
+TEST(Card, AddAndRemoveLeaveThePoolsAsTheyWere) {
+    Card &card = fresh_card();
+    card.load(random_table(500, 3));
+    const auto figures = [&] {
+        const phu_context &phu = card.fixed().plu.phu;
+        return std::vector<int64_t>{phu.pool_alloc[0], phu.pool_alloc[1], phu.pool_alloc[2],
+                                    phu.pool_bytes[0], phu.pool_bytes[1], phu.pool_bytes[2],
+                                    phu.alloc_byte};
+    };
+    const auto before = figures();
+    for (const char *prefix : {"203.0.113.77/32", "2001:db8:ffff::1/128", "203.0.0.0/9", "::/0"}) {
+        ASSERT_EQ(card.add(prefix, 4000), card_ok);
+        EXPECT_NE(figures(), before);
+        ASSERT_EQ(card.remove(prefix, 4000), card_ok);
+        EXPECT_EQ(figures(), before) << prefix;
+    }
+}
+
+class CardUnderLimit : public testing::TestWithParam<int> {};
+
+TEST_P(CardUnderLimit, StaysWhatAFreshCardWouldBeThroughAddsAndRemoves) {
+    Card &card = fresh_card(static_cast<uint8_t>(GetParam()));
+    const std::vector<pfx_entry> table = random_table(3000, 7);
+    std::mt19937_64 random(11);
+    Model model;
+    for (int round = 0; round < 6000; ++round) {
+        const pfx_entry &entry = table[random() % table.size()];
+        const Key key = *key_of(entry);
+        if (model.erase(key) == 0) {
+            model.emplace(key, entry);
+            ASSERT_EQ(card.add(entry), card_ok);
+        } else {
+            ASSERT_EQ(card.remove(entry), card_ok);
+        }
+        if (round % 50 == 0) {
+            card.flush();
+        }
+        if (round % 1500 == 1499) {
+            expect_hardware_sound(card);
+        }
+    }
+    const CardState after = state_of(card);
+    const int64_t unhinted = card.mirror().unhinted();
+    card.flush();
+    card.flush();
+    const int32_t used = card.fixed().plu.phu.bank_node_used;
+
+    for (int probe = 0; probe < 3000; ++probe) {    // near misses around stored prefixes
+        Key address = std::next(model.begin(), static_cast<long>(random() % model.size()))->first;
+        const uint32_t width = address.ipv6() ? 146 : 50;
+        if (probe % 3 != 0) {
+            flip_bit(address, tbm_header_bits + static_cast<uint32_t>(random() % (width - 18)));
+        }
+        address.bits = width;
+        const Key *expected = longest_match(model, address);
+        const SearchResult found = card.search(address);
+        ASSERT_EQ(found.best == nullptr, expected == nullptr);
+        if (expected != nullptr) {
+            EXPECT_EQ(found.best->key_bits_used, expected->bits);
+            EXPECT_EQ(memcmp(found.best->key, expected->bytes, tbm_key_bytes), 0);
+        }
+    }
+
+    std::vector<pfx_entry> entries;
+    for (const auto &[key, entry] : model) {
+        entries.push_back(entry);
+    }
+    fresh_card(static_cast<uint8_t>(GetParam()));
+    EXPECT_EQ(card.load(entries), model.size());
+    EXPECT_EQ(state_of(card), after);
+    EXPECT_EQ(card.mirror().unhinted(), unhinted);
+    EXPECT_EQ(card.fixed().plu.phu.bank_node_used, used);
+    expect_hardware_sound(card);
+}
+
+INSTANTIATE_TEST_SUITE_P(MaskLimits, CardUnderLimit, testing::Values(2, 8, 128));
+
+TEST(Card, UndoneChangesLeaveBankUsageAsItWas) {
+    Card &card = fresh_card(4);
+    card.load(random_table(5000, 21));
+    const CardState before = state_of(card);
+    const int32_t used = card.fixed().plu.phu.bank_node_used;
+    std::vector<pfx_entry> added;
+    for (const pfx_entry &entry : random_table(4000, 22)) {
+        if (card.add(entry) == card_ok) {
+            added.push_back(entry);
+        }
+    }
+    EXPECT_NE(card.fixed().plu.phu.bank_node_used, used);
+    for (const pfx_entry &entry : added) {
+        ASSERT_EQ(card.remove(entry), card_ok);
+    }
+    EXPECT_EQ(state_of(card), before);
+    EXPECT_GT(card.banks().waiting(), 0U);
+    card.flush();
+    card.flush();
+    EXPECT_EQ(card.banks().waiting(), 0U);
+    EXPECT_EQ(card.fixed().plu.phu.bank_node_used, used);
+}
+
+TEST(Card, RunsOutOfBanksWithoutRefusingAndFillsTheHolesLater) {
+    Card &card = fresh_card(1);    // every second length of a subtree asks for hardware nodes
+    std::vector<pfx_entry> dense;
+    for (uint32_t i = 0; i < 200000; ++i) {
+        pfx_entry entry = *parse_prefix("0.0.0.0/32", 0);
+        const uint32_t address = i << 12 | 0x40;
+        for (int byte = 0; byte < 4; ++byte) {
+            entry.address[byte] = static_cast<uint8_t>(address >> (24 - 8 * byte));
+        }
+        entry.set_length(static_cast<uint8_t>(26 + i % 7));
+        dense.push_back(entry);
+    }
+    EXPECT_EQ(card.load(dense), dense.size());
+    EXPECT_GT(card.mirror().starved(), 0U);
+    EXPECT_GT(card.mirror().unhinted(), 0);
+    EXPECT_EQ(card.add("240.1.2.3/32"), card_ok);
+    expect_hardware_sound(card);
+    for (size_t i = 0; i < dense.size(); ++i) {
+        if (i % 20 != 0) {
+            ASSERT_EQ(card.remove(dense[i]), card_ok);
+        }
+    }
+    for (int tick = 0; tick < 3; ++tick) {
+        card.fill_holes();
+        card.flush();
+    }
+    card.fill_holes();
+    EXPECT_EQ(card.mirror().starved(), 0U);
+    expect_hardware_sound(card);
+}

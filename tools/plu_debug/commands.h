@@ -1,0 +1,51 @@
+// The process's commands as the operator writes them: the one table behind parsing, help,
+// completion and the manual.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace client {
+
+enum class family { none, v4, v6 };
+
+/// A word behind a command, and what it adds to the request's numbers.
+struct keyword {
+    const char *name;
+    const char *value;    // what follows it, as help names it; null for a bare word
+    int slot;             // 0 for a1, 1 for a2, 2 for a3
+    uint64_t weight;      // added to the slot: times the value, or as it is for a bare word
+    uint64_t max = UINT64_MAX;
+    bool alone = false;      // no other word may share its slot
+    bool sets_a3 = false;    // also makes a3 1
+};
+
+struct command {
+    const char *name;
+    const char *help;                       // as the process lists it
+    family prefix;                          // a prefix may stand in place of the numbers
+    std::array<const char *, 3> numbers;    // what a1, a2, a3 mean; null when unused
+    int required;                           // how many numbers it needs at least
+    std::span<const keyword> keywords;
+    bool changes_state;
+    const char *meaning;    // one line for people
+};
+
+/// The 36 rows in the process's order.
+std::span<const command> all_commands();
+
+/// The row of a name, without regard to case; null when there is none.
+const command *find_command(std::string_view name);
+
+/// "PREFIX [vrf N] [detail N]": what may follow the name.
+std::string natural_form(const command &row);
+
+/// "ADDRESS 1000*DETAIL+LENGTH VRF": the plain numbers; empty when they are no other form.
+std::string number_form(const command &row);
+
+bool same_word(std::string_view a, std::string_view b);
+
+}    // namespace client

@@ -1,0 +1,227 @@
+#include "tools/plu_debug/exchange.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include "tools/plu_debug/channel.h"
+#include "tools/plu_debug/interrupt.h"
+#include "tools/plu_debug/open_failure.h"
+#include "tools/plu_debug/reply_wait.h"
+#include "tools/plu_debug/turn_lock.h"
+
+namespace client {
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+constexpr milliseconds lock_retry{5};
+constexpr milliseconds notice_after{1000};
+
+/// Tells the operator once what is going on when it takes long.
+class slow_notice : public reply_reader {
+public:
+    explicit slow_notice(const char *text) : text_(text) {}
+    void piece(std::string_view /*text*/) override { waiting(); }
+    void waiting() override {
+        if (!told_ && clock::now() - start_ > notice_after) {
+            notice(text_);
+            told_ = true;
+        }
+    }
+
+private:
+    const char *text_;
+    clock::time_point start_ = clock::now();
+    bool told_ = false;
+};
+
+std::string holder_text(const turn_lock &lock) {
+    const pid_t holder = lock.pid_in_file();
+    return holder != 0 ? "another client, pid " + std::to_string(holder) : "another client";
+}
+
+/// Waits for the lock; names the holder when that takes long.
+exchange_result take_turn(turn_lock &lock, milliseconds limit) {
+    const auto start = clock::now();
+    bool told = false;
+    while (!lock.try_take()) {
+        if (interrupts_seen() > 0) {
+            return {outcome::interrupted, "interrupted"};
+        }
+        const auto waited = clock::now() - start;
+        if (waited > limit) {
+            return {outcome::busy, "busy: " + holder_text(lock) + ", uses the debug channel"};
+        }
+        if (!told && waited > notice_after) {
+            notice("waiting for " + holder_text(lock) + ", which uses the debug channel");
+            told = true;
+        }
+        std::this_thread::sleep_for(lock_retry);
+    }
+    return {};
+}
+
+class conversation {
+public:
+    conversation(turn_lock &lock, channel &queues, milliseconds limit)
+        : lock_(lock), queues_(queues), limit_(limit) {}
+
+    exchange_result run(const plu_debug_request &request, reply_reader &reader);
+
+private:
+    exchange_result synchronise();
+    exchange_result send(const plu_debug_request &request);
+    exchange_result relay(reply_reader &reader);
+    exchange_result drain_to_end();
+    void give_up(const plu_debug_request &request, const exchange_result &failure);
+
+    turn_lock &lock_;
+    channel &queues_;
+    milliseconds limit_;
+};
+
+exchange_result conversation::send(const plu_debug_request &request) {
+    const int error = queues_.send(request);
+    if (error == 0) {
+        return {};
+    }
+    if (error == EAGAIN) {
+        return {outcome::busy, "busy: " + std::to_string(queues_.requests_waiting()) +
+                                   " requests already wait for the process"};
+    }
+    return {outcome::channel_broken,
+            std::string("cannot send the request: ") + std::strerror(error)};
+}
+
+// A request with a name that nobody else uses: everything before its answer belongs to somebody who
+// left. Its answer is the line that names it, and the end marker after that.
+exchange_result conversation::synchronise() {
+    static unsigned count = 0;
+    const std::string name =
+        "plu_debug-sync-" + std::to_string(getpid()) + '-' + std::to_string(++count);
+    const plu_debug_request request = make_request(name, 0, 0, 0);
+    exchange_result result = send(request);
+    if (result.kind != outcome::done) {
+        return result;
+    }
+    reply_wait wait(queues_, limit_);
+    slow_notice slow("draining the reply of a command whose client left");
+    bool answered = false;
+    for (;;) {
+        const reply_wait::step step = wait.next(&slow, 0);
+        if (step.what == received::nothing) {
+            (void)queues_.withdraw(request);
+            return step.failure;
+        }
+        if (step.what == received::end && answered) {
+            return {};
+        }
+        answered = answered || step.text.find(name) != std::string_view::npos;
+        slow.piece(step.text);
+    }
+}
+
+exchange_result conversation::drain_to_end() {
+    reply_wait wait(queues_, limit_);
+    slow_notice slow("interrupted; draining the rest of the reply (Ctrl-C again leaves at once)");
+    for (;;) {
+        const reply_wait::step step = wait.next(&slow, 1);
+        if (step.what != received::text) {
+            return step.failure;
+        }
+        slow.piece(step.text);
+    }
+}
+
+exchange_result conversation::relay(reply_reader &reader) {
+    reply_wait wait(queues_, limit_);
+    bool first = true;
+    bool foreign = false;
+    for (;;) {
+        const reply_wait::step step = wait.next(&reader, 0);
+        if (step.what == received::nothing) {
+            return step.failure;
+        }
+        // Words that come while the request still waits answer somebody else's.
+        foreign = first ? queues_.requests_waiting() > 0 : foreign;
+        first = false;
+        if (step.what == received::text && !foreign) {
+            reader.piece(step.text);
+        } else if (step.what == received::end && !foreign) {
+            return {};
+        } else if (step.what == received::end) {
+            first = true;
+        }
+    }
+}
+
+// A request that was not taken is taken back. One that was taken is owed a reply: after an
+// interrupt it is drained here, else the busy mark tells the next client to do so.
+void conversation::give_up(const plu_debug_request &request, const exchange_result &failure) {
+    if (!queues_.withdraw(request) && failure.kind == outcome::interrupted &&
+        drain_to_end().kind == outcome::done) {
+        lock_.mark_idle();
+    }
+}
+
+exchange_result conversation::run(const plu_debug_request &request, reply_reader &reader) {
+    const bool left_behind =
+        lock_.pid_in_file() != 0 || queues_.replies_waiting() > 0 || queues_.requests_waiting() > 0;
+    lock_.mark_busy();
+    exchange_result result = left_behind ? synchronise() : exchange_result{};
+    if (result.kind != outcome::done) {
+        return result;
+    }
+    result = send(request);
+    if (result.kind != outcome::done) {
+        lock_.mark_idle();
+        return result;
+    }
+    result = relay(reader);
+    if (result.kind != outcome::done) {
+        give_up(request, result);
+        return result;
+    }
+    lock_.mark_idle();
+    return result;
+}
+
+}    // namespace
+
+exchange_result exchange(const plu_debug_request &request, milliseconds limit,
+                         reply_reader &reader) {
+    turn_lock lock;
+    exchange_result result = take_turn(lock, limit);
+    if (result.kind != outcome::done) {
+        return result;
+    }
+    channel queues;
+    const int error = queues.open();
+    if (error != 0) {
+        result = explain_open_failure(error);
+    } else {
+        result = conversation(lock, queues, limit).run(request, reader);
+    }
+    reader.pause();
+    lock.release();
+    return result;
+}
+
+plu_debug_request make_request(std::string_view name, uint64_t a1, uint64_t a2, uint64_t a3) {
+    plu_debug_request request{};
+    name.copy(request.name, sizeof request.name - 1);
+    request.a1 = a1;
+    request.a2 = a2;
+    request.a3 = a3;
+    return request;
+}
+
+void notice(const std::string &text) {
+    const std::string line = "plu_debug: " + text + '\n';
+    (void)!write(STDERR_FILENO, line.data(), line.size());
+}
+
+}    // namespace client

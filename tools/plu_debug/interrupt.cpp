@@ -1,0 +1,36 @@
+#include "tools/plu_debug/interrupt.h"
+
+#include <atomic>
+#include <csignal>
+
+namespace client {
+namespace {
+
+std::atomic<int> seen{0};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+void count(int /*signal*/) {
+    seen.fetch_add(1, std::memory_order_relaxed);
+}
+
+}    // namespace
+
+void interrupts_install() {
+    struct sigaction action {};
+    action.sa_handler = count;
+    sigemptyset(&action.sa_mask);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaction(signal, &action, nullptr);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+int interrupts_seen() {
+    return seen.load(std::memory_order_relaxed);
+}
+
+void interrupts_reset() {
+    seen.store(0, std::memory_order_relaxed);
+}
+
+}    // namespace client

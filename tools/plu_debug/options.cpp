@@ -1,0 +1,132 @@
+#include "tools/plu_debug/options.h"
+
+#include <charconv>
+#include <functional>
+#include <optional>
+
+#include "tools/plu_debug/nearest.h"
+#include "tools/plu_debug/number.h"
+
+namespace client {
+namespace {
+
+constexpr double longest_seconds = 1e6;
+
+std::optional<milliseconds> parse_seconds(const std::string &word) {
+    double seconds = 0;
+    const char *end = word.data() + word.size();
+    const auto [stop, error] = std::from_chars(word.data(), end, seconds, std::chars_format::fixed);
+    if (error != std::errc() || stop != end || !(seconds >= 0) || seconds > longest_seconds) {
+        return std::nullopt;
+    }
+    return milliseconds(static_cast<int64_t>(seconds * 1000));
+}
+
+bool set_flag(bool &flag) {
+    return flag = true;
+}
+
+bool set_seconds(milliseconds &time, const std::string &word) {
+    const auto seconds = parse_seconds(word);
+    time = seconds.value_or(time);
+    return seconds.has_value();
+}
+
+}    // namespace
+
+std::span<const option_row> all_options() {
+    static const option_row rows[] = {
+        {"-t", "--timeout", "SEC",
+         "give up after SEC seconds without a first answer, or without a further one (30)",
+         [](options &o, const std::string &word) { return set_seconds(o.limit, word); }},
+        {nullptr, "--raw", nullptr,
+         "send NAME and up to three numbers as they are, also a NAME that is not in the table",
+         [](options &o, const std::string &) { return set_flag(o.raw); }},
+        {nullptr, "--help", nullptr, "show this help ('help NAME' for one command)",
+         [](options &o, const std::string &) { return set_flag(o.help); }},
+        {nullptr, "--version", nullptr, "show the version",
+         [](options &o, const std::string &) { return set_flag(o.version); }},
+    };
+    return rows;
+}
+
+namespace {
+
+const option_row *find_option(const std::string &name) {
+    for (const option_row &row : all_options()) {
+        if (name == row.long_name || (row.short_name != nullptr && name == row.short_name)) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+std::string unknown_option(const std::string &name) {
+    std::vector<std::string> names;
+    for (const option_row &row : all_options()) {
+        names.emplace_back(row.long_name);
+    }
+    return "'" + name + "' is no option" + did_you_mean(name, names) +
+           "; 'plu_debug --help' lists them";
+}
+
+// An option word may carry its value: --timeout=5 or -t5.
+struct option_word {
+    std::string name;
+    std::optional<std::string> value;
+};
+
+option_word split_option(const std::string &word) {
+    const size_t equals = word.find('=');
+    if (word.starts_with("--") && equals != std::string::npos) {
+        return {word.substr(0, equals), word.substr(equals + 1)};
+    }
+    if (!word.starts_with("--") && word.size() > 2 && find_option(word.substr(0, 2)) != nullptr) {
+        return {word.substr(0, 2), word.substr(2)};
+    }
+    return {word, std::nullopt};
+}
+
+bool is_option(const std::string &word) {
+    return word.size() > 1 && word[0] == '-' && word != "-h" && word != "-help";
+}
+
+std::string apply(options &result, const std::vector<std::string> &words, size_t &index) {
+    option_word word = split_option(words[index]);
+    const option_row *row = find_option(word.name);
+    if (row == nullptr) {
+        return unknown_option(word.name);
+    }
+    if (row->value == nullptr && word.value) {
+        return "'" + word.name + "' takes no value";
+    }
+    if (row->value != nullptr && !word.value) {
+        if (index + 1 == words.size()) {
+            return "'" + word.name + "' needs " + row->value;
+        }
+        word.value = words[++index];
+    }
+    if (!row->set(result, word.value.value_or(""))) {
+        return "'" + *word.value + "' is no " + row->value + " for '" + word.name + "'";
+    }
+    return {};
+}
+
+}    // namespace
+
+options parse_options(const std::vector<std::string> &words, std::string &error) {
+    options result;
+    bool options_end = false;
+    for (size_t i = 0; i < words.size() && error.empty(); ++i) {
+        if (!options_end && words[i] == "--") {
+            options_end = true;
+        } else if (!options_end && is_option(words[i])) {
+            error = apply(result, words, i);
+        } else {
+            result.words.push_back(words[i]);
+        }
+    }
+    return result;
+}
+
+}    // namespace client

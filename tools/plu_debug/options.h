@@ -1,0 +1,35 @@
+// The client's own options; everything after them is the command.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/plu_debug/exchange.h"
+
+namespace client {
+
+struct options {
+    milliseconds limit{30000};    // for the first answer, and for every gap in the reply
+    bool help = false;
+    bool version = false;
+    bool raw = false;    // send name and numbers as they are, also names that the table lacks
+    std::vector<std::string> words;
+};
+
+/// One option: drives parsing, help, completion and the manual.
+struct option_row {
+    const char *short_name;    // null without one
+    const char *long_name;
+    const char *value;    // what follows it; null for a flag
+    const char *help;
+    bool (*set)(options &, const std::string &);    // false when the value does not fit
+};
+
+std::span<const option_row> all_options();
+
+/// Options may stand before, between and behind the words of the command. `error` says what is
+/// wrong and quotes the word; empty when all is well.
+options parse_options(const std::vector<std::string> &words, std::string &error);
+
+}    // namespace client

@@ -1,0 +1,22 @@
+#include "tools/plu_debug/output.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace client {
+
+void output::flush() {
+    std::string_view rest = buffer_;
+    while (!rest.empty() && error_ == 0) {
+        const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
+        if (written > 0) {
+            rest.remove_prefix(static_cast<size_t>(written));
+        } else if (errno != EINTR) {
+            error_ = errno;
+        }
+    }
+    buffer_.clear();
+}
+
+}    // namespace client

@@ -1,0 +1,46 @@
+#include "tools/plu_debug/text_reply.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "tools/plu_debug/verdict.h"
+
+namespace client {
+namespace {
+
+class text_reader : public reply_reader {
+public:
+    text_reader(output &out, reply_judge &judge) : out_(out), judge_(judge) {}
+    void piece(std::string_view text) override {
+        out_.write(text);
+        judge_.piece(text);
+    }
+    void pause() override { out_.flush(); }
+
+private:
+    output &out_;
+    reply_judge &judge_;
+};
+
+}    // namespace
+
+exit_status run_as_text(const parsed_command &command, const options &chosen, output &out) {
+    reply_judge judge(command.row == nullptr ? command.request.name : command.row->name);
+    text_reader reader(out, judge);
+    const exchange_result result = exchange(command.request, chosen.limit, reader);
+    out.flush();
+    if (result.kind != outcome::done) {
+        if (result.kind != outcome::interrupted) {
+            notice(result.message);
+        }
+        return status_of(result.kind);
+    }
+    if (judge.unexplained_misses() > 0 && judge.result() == verdict::ok) {
+        notice(std::to_string(judge.unexplained_misses()) +
+               " misses are not shown; all shown ones are default routes, which always miss "
+               "(cklkuphw lists every miss)");
+    }
+    return judge.status();
+}
+
+}    // namespace client

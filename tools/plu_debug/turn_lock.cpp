@@ -1,0 +1,79 @@
+#include "tools/plu_debug/turn_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <charconv>
+#include <string>
+
+namespace client {
+namespace {
+
+constexpr const char *places[] = {"/dev/shm/plu_debug.lock", "/run/lock/plu_debug.lock",
+                                  "/tmp/plu_debug.lock"};
+constexpr mode_t for_every_user = 0666;
+
+// In world-writable folders the kernel may refuse O_CREAT on another user's file, so an existing
+// one is opened without it.
+int open_existing(const char *path) {
+    const int descriptor = open(path, O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+    return descriptor >= 0 ? descriptor : open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+}
+
+int open_or_create(const char *path) {
+    int descriptor = open_existing(path);
+    if (descriptor < 0) {
+        descriptor = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, for_every_user);
+        if (descriptor < 0) {
+            return open_existing(path);    // another client was quicker
+        }
+        fchmod(descriptor, for_every_user);
+    }
+    return descriptor;
+}
+
+}    // namespace
+
+turn_lock::turn_lock() {
+    for (const char *path : places) {
+        file_.reset(open_or_create(path));
+        if (file_.is_open()) {
+            return;
+        }
+    }
+}
+
+bool turn_lock::try_take() {
+    return !file_.is_open() || flock(file_.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+pid_t turn_lock::pid_in_file() const {
+    std::array<char, 16> text{};
+    const ssize_t length = pread(file_.get(), text.data(), text.size(), 0);
+    pid_t pid = 0;
+    if (length > 0) {
+        std::from_chars(text.data(), text.data() + length, pid);
+    }
+    return pid;
+}
+
+void turn_lock::mark_busy() const {
+    const std::string text = std::to_string(getpid()) + '\n';
+    if (ftruncate(file_.get(), 0) == 0) {
+        (void)!pwrite(file_.get(), text.data(), text.size(), 0);
+    }
+}
+
+void turn_lock::mark_idle() const {
+    (void)!ftruncate(file_.get(), 0);
+}
+
+void turn_lock::release() const {
+    if (file_.is_open()) {
+        flock(file_.get(), LOCK_UN);
+    }
+}
+
+}    // namespace client
