@@ -10,12 +10,12 @@
 #include "checks/child_prefetch.h"
 #include "checks/commands.h"
 #include "checks/tree_facts.h"
-#include "debug_channel/readable.h"
 #include "debug_channel/reply.h"
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
+#include "tbm/operator_node.h"
 
 namespace {
 
@@ -194,9 +194,9 @@ void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
 
 void cmd_ckhmask(uint64_t start, uint64_t /*a2*/, uint64_t /*a3*/) {
     hmask_check_stats stats{};
-    auto *node = reinterpret_cast<tn *>(start);
-    if (node != nullptr) {
-        if (!operator_address_readable(start, sizeof(tn))) {
+    tn *node = start == 0 ? nullptr : operator_node(start);
+    if (start != 0) {
+        if (node == nullptr) {
             return;
         }
         plu_debug_printf("walk tn tree start from %p\n", static_cast<void *>(node));
