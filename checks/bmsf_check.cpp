@@ -6,8 +6,6 @@
 // holds, and it takes every level for one 6-bit chunk whatever the node's stride says.
 #include "checks/bmsf_check.h"
 
-#include <algorithm>
-
 #include "checks/child_prefetch.h"
 #include "checks/commands.h"
 #include "checks/tree_facts.h"
@@ -67,11 +65,9 @@ void report_mismatch(const tn *node, uint32_t expected, uint8_t stored) {
 void check_node(const tn *node, uint32_t expected) {
     const uint8_t stored = node->bmsf;
     ++count_bmsf_tn_nodes;
-    if (expected == 0 && stored == 0) {
-        ++count_bmsf_zero_match;
-    } else if (stored + tbm_header_bits == expected) {
+    if (stored + tbm_header_bits == expected) {
         ++count_bmsf_no_zero_match;
-    } else if (node->hint_state == HINT_INIT) {
+    } else if ((expected == 0 && stored == 0) || node->hint_state == HINT_INIT) {
         ++count_bmsf_zero_match;
     } else {
         ++count_bmsf_not_match;
@@ -81,31 +77,39 @@ void check_node(const tn *node, uint32_t expected) {
 
 }    // namespace
 
-covering_leaf_bits inode_best_leaves(const tn *inode, uint32_t depth) {
-    covering_leaf_bits best{};
-    const leaf_array *leaves = internal_leaves(inode);
-    for (int i = 0; i < usable_leaf_count(leaves); ++i) {
-        const leaf *entry = leaves->la_leaves[i];
-        if (entry == nullptr) {
-            continue;
-        }
-        const uint16_t bits = entry->key_bits_used;
-        if (bits < depth || bits >= depth + tbm_stride_bits) {
-            continue;
-        }
-        const uint32_t free_bits = tbm_stride_bits - (bits - depth);
-        const uint32_t first = tbm_key_chunk(entry->key, depth) >> free_bits << free_bits;
-        for (uint32_t position = first; position < first + (1U << free_bits); ++position) {
-            best.at[position] = std::max(best.at[position], bits);
+uint32_t covered_positions::best_leaf_bits(uint32_t depth, int32_t position) const {
+    if (position < 0 || position >= child_positions) {
+        return 0;
+    }
+    for (uint32_t used = tbm_stride_bits; used-- > 0;) {
+        if ((by_length[used] >> position & 1) != 0) {
+            return depth + used;
         }
     }
-    return best;
+    return 0;
+}
+
+covered_positions inode_covered_positions(const tn *inode, uint32_t depth) {
+    // A leaf that uses n bits of the chunk covers 2^(6 - n) neighbouring positions.
+    static constexpr uint64_t width[tbm_stride_bits] = {~uint64_t{0}, 0xffffffff, 0xffff,
+                                                        0xff,         0xf,        0x3};
+    covered_positions covered{};
+    const leaf_array *leaves = internal_leaves(inode);
+    const int count = usable_leaf_count(leaves);
+    for (int i = 0; i < count; ++i) {
+        const leaf *entry = leaves->la_leaves[i];
+        const uint32_t used = entry == nullptr ? tbm_stride_bits : entry->key_bits_used - depth;
+        if (used < tbm_stride_bits) {
+            const uint32_t free_bits = tbm_stride_bits - used;
+            const uint32_t first = tbm_key_chunk(entry->key, depth) >> free_bits << free_bits;
+            covered.by_length[used] |= width[used] << first;
+        }
+    }
+    return covered;
 }
 
 uint32_t inode_best_leaf_bits(const tn *inode, uint32_t depth, int32_t position) {
-    return position < 0 || position >= child_positions
-               ? 0
-               : inode_best_leaves(inode, depth).at[position];
+    return inode_covered_positions(inode, depth).best_leaf_bits(depth, position);
 }
 
 void bmsf_check_tn(const tn *node, uint32_t expected, uint32_t depth, bool is_root,
@@ -125,8 +129,7 @@ void bmsf_check_tn(const tn *node, uint32_t expected, uint32_t depth, bool is_ro
     }
     prefetch_node(children.nodes[children.first]);
     const tn *inode = tn_inode(node);
-    const covering_leaf_bits best =
-        inode == nullptr ? covering_leaf_bits{} : inode_best_leaves(inode, depth);
+    const covered_positions covered = inode_covered_positions(inode, depth);
     int position = -1;
     for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
         position = sn_ebmap_next(node, position);
@@ -135,9 +138,8 @@ void bmsf_check_tn(const tn *node, uint32_t expected, uint32_t depth, bool is_ro
         if (child == nullptr) {
             continue;
         }
-        const uint32_t from_inode = position < 0 ? 0U : best.at[position];
-        bmsf_check_tn(child, inode == nullptr ? expected : from_inode, depth + tbm_stride_bits,
-                      false, guard);
+        bmsf_check_tn(child, inode == nullptr ? expected : covered.best_leaf_bits(depth, position),
+                      depth + tbm_stride_bits, false, guard);
     }
 }
 

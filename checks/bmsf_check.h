@@ -17,16 +17,20 @@ extern PLU_EXPORT int32_t count_bmsf_not_match;        // the others
 
 inline constexpr int child_positions = 64;
 
-/// Key bits of the best covering leaf for every child position, 0 for none.
-struct covering_leaf_bits {
-    uint16_t at[child_positions];
+/// Child positions that the leaves of an internal node cover, by the number of chunk bits that a
+/// leaf uses: bit p of by_length[n] is position p. One pass over the leaves serves all positions.
+struct covered_positions {
+    uint64_t by_length[tbm_stride_bits];
+
+    /// Key bits of the longest leaf that covers a position of the chunk at `depth`; 0 for none and
+    /// for a position outside 0 to 63.
+    [[nodiscard]] uint32_t best_leaf_bits(uint32_t depth, int32_t position) const;
 };
 
-/// Longest leaf of an internal node whose prefix ends inside the 6-bit chunk at key bit `depth` and
-/// covers a child position, for all positions in one pass over the leaves.
-covering_leaf_bits inode_best_leaves(const tn *inode, uint32_t depth);
+/// Positions covered by the leaves whose prefix ends inside the 6-bit chunk at key bit `depth`.
+covered_positions inode_covered_positions(const tn *inode, uint32_t depth);
 
-/// The same for one position; 0 for a position outside 0 to 63.
+/// Key bits of the longest leaf of an internal node that covers one child position, 0 for none.
 uint32_t inode_best_leaf_bits(const tn *inode, uint32_t depth, int32_t position);
 
 /// Checks a node against its expected value in key bits (0: nothing covers it), then its children.

@@ -1,12 +1,16 @@
 // Hides the memory latency of a walk: the next child is on its way while its sibling is visited.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "tbm/access.h"
 
 /// Asks for the cache lines of a node that the checkers read. Any address will do, null too.
 inline void prefetch_node(const tn *node) {
-    __builtin_prefetch(&node->tn_flags);
-    __builtin_prefetch(&node->hint_ebmap);
+    const auto address = reinterpret_cast<uintptr_t>(node);
+    __builtin_prefetch(reinterpret_cast<const void *>(address + offsetof(tn, tn_flags)));
+    __builtin_prefetch(reinterpret_cast<const void *>(address + offsetof(tn, hint_ebmap)));
 }
 
 /// Asks for the child behind `slot`.

@@ -31,18 +31,19 @@ bool has_hint(const tn *node) {
     return node->hint_state != HINT_INIT;
 }
 
-/// Calls `visit(child, hinted)` for every child of a search node; hinted: reached through a hint
-/// search node.
+/// Calls `visit(children, slot, hinted)` for every child slot of a search node; hinted: its group
+/// is reached through hint search nodes. Slots behind the last group, in a damaged node, count as
+/// that group's.
 template <typename Visit>
-void for_each_child(const tn *node, const Visit &visit) {
+void for_each_child_slot(const tn *node, const Visit &visit) {
     const child_slots children = tn_child_slots(node);
-    int position = -1;
+    const uint64_t hinted = node->hint_ebmap;
+    uint64_t left = node->sn_ebmap;
+    uint64_t group = 0;
     for (int slot = children.first; slot < children.end; ++slot) {
-        position = sn_ebmap_next(node, position);
-        prefetch_next_child(children, slot);
-        if (const tn *child = children.nodes[slot]; child != nullptr) {
-            visit(child, position >= 0 && (node->hint_ebmap >> position & 1) != 0);
-        }
+        group = left == 0 ? group : left & -left;
+        left &= left - 1;
+        visit(children, slot, (hinted & group) != 0);
     }
 }
 
@@ -64,9 +65,9 @@ struct external_masks {
         if (node->hint_ebmap == 0) {
             return;
         }
-        for_each_child(node, [&](const tn *child, bool hinted) {
-            if (hinted) {
-                add(child, level + 1);
+        for_each_child_slot(node, [&](const child_slots &children, int slot, bool hinted) {
+            if (hinted && children.nodes[slot] != nullptr) {
+                add(children.nodes[slot], level + 1);
             }
         });
     }
@@ -90,7 +91,12 @@ mask_sets collect(const tn *node, bool hinted_node) {
         sets.int_ext_ebmap |= node->ext_mask;
     }
     external_masks external{sets.int_ext_ebmap};
-    for_each_child(node, [&](const tn *child, bool hinted) {
+    for_each_child_slot(node, [&](const child_slots &children, int slot, bool hinted) {
+        prefetch_next_child(children, slot);
+        const tn *child = children.nodes[slot];
+        if (child == nullptr) {
+            return;
+        }
         const mask128 child_mask = child->hint_mask;
         sets.inode_child |= child_mask;
         if (hinted && hinted_node) {

@@ -27,7 +27,7 @@ int32_t family_max(const pfx_entry &entry) {
 /// Longest length of a mask that is at most `limit` (up to 128), 0 for none.
 int32_t longest_length(const mask128 &mask, int32_t limit) {
     if (limit > 64) {
-        const uint64_t low = mask.low >> (128 - limit);
+        const uint64_t low = mask.low >> (128 - std::min(limit, 128));
         if (low != 0) {
             return limit - __builtin_ctzll(low);
         }

@@ -1,6 +1,9 @@
 // The walk command: counts nodes and leaves by hint state and type, lists leaves and node copies,
 // or records every listed prefix.
 #include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <iterator>
 
 #include "debug_channel/contexts.h"
 #include "debug_channel/reply.h"
@@ -46,6 +49,18 @@ const leaf_array *own_leaves(const tn *node) {
     }
     const child_slots children = tn_child_slots(node);
     return children.first == 0 ? nullptr : inode_leaves(children.nodes[0]);
+}
+
+/// "A %s %s %d #\n". A recording is a line per prefix of the whole table: without the general
+/// formatter, which takes as long as the rest of the walk, the queue alone sets its pace.
+void recording_line(const leaf *entry) {
+    char line[text_buffer_size + 32];
+    char *at = stpcpy(line, tbm_key_is_ipv6(entry->key) ? "A U6 " : "A U4 ");
+    at = stpcpy(at, leaf_text(entry));
+    *at++ = ' ';
+    at = std::to_chars(at, std::end(line), tbm_key_vrf(entry->key)).ptr;
+    memcpy(at, " #\n", sizeof " #\n");
+    plu_debug_reply(line);
 }
 
 struct tree_statistics {
@@ -165,7 +180,12 @@ void tree_statistics::list_leaves(const leaf_array *array, const leaf_place &pla
     for (int i = 0; i < count; ++i) {
         ++dumpable_leaves;
         const leaf *entry = array->la_leaves == nullptr ? nullptr : array->la_leaves[i];
-        if (entry != nullptr) {
+        if (entry == nullptr) {
+            continue;
+        }
+        if (recording) {
+            recording_line(entry);
+        } else {
             leaf_line(entry, place);
         }
     }
@@ -173,11 +193,6 @@ void tree_statistics::list_leaves(const leaf_array *array, const leaf_place &pla
 
 void tree_statistics::leaf_line(const leaf *entry, const leaf_place &place) const {
     const char *prefix = leaf_text(entry);
-    if (recording) {
-        plu_debug_printf("A %s %s %d #\n", tbm_key_is_ipv6(entry->key) ? "U6" : "U4", prefix,
-                         tbm_key_vrf(entry->key));
-        return;
-    }
     const int groups = std::max(place.hint_depth, stride_groups_min);
     plu_debug_printf("-%02d [T:%04d,#%04d,h:%04d] %s %-25s tbm: %-45s  [P: ", place.depth,
                      tbm_nodes, dumpable_leaves, hint_nodes, place.letter,

@@ -16,7 +16,6 @@
 #include "simcard/search.h"
 #include "simcard/tree.h"
 
-
 namespace simcard {
 
 /// Codes of the entry functions; 0 is success.

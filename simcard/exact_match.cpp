@@ -13,8 +13,17 @@ uint64_t mixed(uint64_t value) {
     return value ^ value >> 32;
 }
 
+/// The 20 bytes in front of the leaf, in three words.
 bool same_prefix(const MatchEntry &a, const MatchEntry &b) {
-    return memcmp(&a, &b, offsetof(MatchEntry, leaf)) == 0;
+    uint64_t wide_a[2];
+    uint64_t wide_b[2];
+    uint32_t head_a = 0;
+    uint32_t head_b = 0;
+    memcpy(&head_a, &a, sizeof head_a);
+    memcpy(&head_b, &b, sizeof head_b);
+    memcpy(wide_a, a.address, sizeof wide_a);
+    memcpy(wide_b, b.address, sizeof wide_b);
+    return ((head_a ^ head_b) | (wide_a[0] ^ wide_b[0]) | (wide_a[1] ^ wide_b[1])) == 0;
 }
 
 MatchEntry *free_entry(Bucket *bucket) {
@@ -76,9 +85,20 @@ std::array<uint32_t, plu_hash_tables> ExactMatch::hashes(const MatchEntry &entry
 
 Bucket *ExactMatch::bucket(int table, uint32_t hash) const {
     const auto t = static_cast<size_t>(table);
-    return table < 0 || table >= plu_hash_tables
-               ? nullptr
-               : tables_[t] + hash % (table_entries[t] / bucket_entries);
+    if (table < 0 || table >= plu_hash_tables) {
+        return nullptr;
+    }
+    Bucket *home = tables_[t] + hash % (table_entries[t] / bucket_entries);
+    // All buckets of an entry are asked for before the first is read.
+    for (size_t line = 0; line < sizeof(Bucket); line += 64) {
+        __builtin_prefetch(reinterpret_cast<const char *>(home) + line);
+    }
+    return home;
+}
+
+std::array<Bucket *, plu_hash_tables> ExactMatch::homes(const MatchEntry &entry) const {
+    const auto hash = hashes(entry);
+    return {bucket(0, hash[0]), bucket(1, hash[1]), bucket(2, hash[2])};
 }
 
 MatchEntry *ExactMatch::find_in(Bucket *bucket, const MatchEntry &entry) {
@@ -113,10 +133,9 @@ bool ExactMatch::erase(const MatchEntry &entry) {
 }
 
 bool ExactMatch::insert(const MatchEntry &entry) {
-    const auto hash = hashes(entry);
+    const auto buckets = homes(entry);
     for (int round = 0; round < 2; ++round) {
-        for (int table = 0; table < plu_hash_tables; ++table) {
-            Bucket *home = bucket(table, hash[static_cast<size_t>(table)]);
+        for (Bucket *home : buckets) {
             if (MatchEntry *place = free_entry(home); place != nullptr) {
                 *place = entry;
                 ++size_;
@@ -140,15 +159,12 @@ bool ExactMatch::make_room(const MatchEntry &entry) {
     };
     constexpr size_t longest_search = 20000;
     std::vector<Step> steps;
-    const auto hash = hashes(entry);
-    for (int table = 0; table < plu_hash_tables; ++table) {
-        steps.push_back({bucket(table, hash[static_cast<size_t>(table)]), -1, 0});
+    for (Bucket *home : homes(entry)) {
+        steps.push_back({home, -1, 0});
     }
     for (size_t at = 0; at < steps.size() && steps.size() < longest_search; ++at) {
         for (uint32_t victim = 0; victim < bucket_entries; ++victim) {
-            const auto moves = hashes(steps[at].bucket->entry[victim]);
-            for (int table = 0; table < plu_hash_tables; ++table) {
-                Bucket *target = bucket(table, moves[static_cast<size_t>(table)]);
+            for (Bucket *target : homes(steps[at].bucket->entry[victim])) {
                 if (target == steps[at].bucket) {
                     continue;
                 }

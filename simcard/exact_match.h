@@ -54,6 +54,7 @@ public:
 
 private:
     bool make_room(const MatchEntry &entry);
+    [[nodiscard]] std::array<Bucket *, plu_hash_tables> homes(const MatchEntry &entry) const;
 
     Memory &memory_;
     std::array<Bucket *, plu_hash_tables> tables_{};

@@ -13,9 +13,9 @@ int phu_hw_read_node(int, uint32_t hw_index, void *buffer) {
     return Card::instance().chip().read_index(hw_index, buffer);
 }
 
-int phu_search(tbm_handle_record *handle, const uint8_t *key, leaf **result,
-                           uint8_t *level, mask128 *hint_mask, uint8_t *hint_level,
-                           uint8_t *hint_codes, hint_trail_entry *hint_trail) {
+int phu_search(tbm_handle_record *handle, const uint8_t *key, leaf **result, uint8_t *level,
+               mask128 *hint_mask, uint8_t *hint_level, uint8_t *hint_codes,
+               hint_trail_entry *hint_trail) {
     Card &card = Card::instance();
     if (!card.ready() || handle != &card.fixed().handle) {
         return static_cast<int>(simcard::card_not_ready);

@@ -65,8 +65,8 @@ uint32_t plu_delete_entry(const pfx_entry *entry) {
     return entry == nullptr ? uint32_t{simcard::card_bad_entry} : Card::instance().remove(*entry);
 }
 
-int plu_ctx_init(const pfx_entry *entry, uint32_t *word0, uint32_t *word1,
-                             uint32_t *word2, uint32_t *word3, uint64_t *wide) {
+int plu_ctx_init(const pfx_entry *entry, uint32_t *word0, uint32_t *word1, uint32_t *word2,
+                 uint32_t *word3, uint64_t *wide) {
     if (entry == nullptr) {
         return static_cast<int>(simcard::card_bad_entry);
     }
@@ -92,9 +92,8 @@ void *plu_htbl_bucket(int table, uint32_t hash, int) {
     return Card::instance().match().bucket(table, hash);
 }
 
-int plu_lookup_entry(const pfx_entry *entry, void *hashes, uint32_t *, uint32_t *,
-                                 uint32_t *, uint32_t *, uint64_t *, uint32_t *result0,
-                                 uint32_t *result1, int) {
+int plu_lookup_entry(const pfx_entry *entry, void *hashes, uint32_t *, uint32_t *, uint32_t *,
+                     uint32_t *, uint64_t *, uint32_t *result0, uint32_t *result1, int) {
     MatchEntry match;
     if (entry == nullptr || hashes == nullptr || !ExactMatch::make_entry(*entry, match)) {
         return static_cast<int>(simcard::card_bad_entry);

@@ -12,9 +12,12 @@
 
 extern "C" {
 // The process exports variables of the same names, and the dynamic linker would bind references
-// here to those; the library's own stand under names of their own and are exported as aliases.
-plu_shm_block *simcard_plu_shm = nullptr;
-phu_shm_block *simcard_phu_shm = nullptr;
+// here to those; the library's own stand under names of their own and are exported as aliases. A
+// section of their own keeps address sanitizers from taking the pairs for one variable defined
+// twice.
+#define OWN_CONTEXT __attribute__((section(".data.card_contexts")))
+OWN_CONTEXT plu_shm_block *simcard_plu_shm = nullptr;
+OWN_CONTEXT phu_shm_block *simcard_phu_shm = nullptr;
 extern plu_shm_block *plu_shm_ctx __attribute__((alias("simcard_plu_shm")));
 extern phu_shm_block *phu_shm_ctx __attribute__((alias("simcard_phu_shm")));
 }

@@ -27,15 +27,6 @@ uint32_t bit_count_below(const void *bits, uint32_t n) {
     return count;
 }
 
-child_slots tn_child_slots(const tn *search_node) {
-    const tree_array *array = search_node->sn_charray;
-    if (array == nullptr || array->ta_nodes == nullptr) {
-        return {nullptr, 0, 0};
-    }
-    const int first = static_cast<int>(tn_inode_bit(search_node));
-    return {array->ta_nodes, first, first + array->ta_nnodes};
-}
-
 tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key) {
     const tree_array *root = handle->tbdb_root;
     const auto slot = static_cast<int>(key_bits_extract(key, 0, tbm_root_bits));

@@ -108,7 +108,14 @@ struct child_slots {
     int first;
     int end;
 };
-child_slots tn_child_slots(const tn *search_node);
+inline child_slots tn_child_slots(const tn *search_node) {
+    const tree_array *array = search_node->sn_charray;
+    if (array == nullptr || array->ta_nodes == nullptr) {
+        return {nullptr, 0, 0};
+    }
+    const int first = static_cast<int>(tn_inode_bit(search_node));
+    return {array->ta_nodes, first, first + array->ta_nnodes};
+}
 
 /// Address of the root slot of a key; null when the root table does not reach that far.
 tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key);

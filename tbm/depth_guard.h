@@ -13,5 +13,10 @@ struct depth_guard {
     /// True when the walk may visit `node` at `level` (its start has level 0). At level 64 sends
     /// "tree deeper than 64 levels at tn %p, walk stopped\n" once and ends the whole walk: every
     /// later call returns false.
-    bool enter(int level, const tn *node);
+    bool enter(int level, const tn *node) {
+        return !stopped && (level < tbm_walk_levels || stop(node));
+    }
+
+private:
+    bool stop(const tn *node);    // returns false
 };

@@ -41,49 +41,39 @@ struct locator {
     tn_path &path;
     depth_guard guard;
 
-    void found_below(tn *node, int level) {
-        if (level < tn_path_nodes) {
-            path.nodes[level] = node;
-            path.depth = static_cast<uint32_t>(level);
-            path.found = 1;
+    /// Marks the target as found directly below `node`, in `group` of it.
+    bool found_below(tn *node, int level, int group) {
+        if (level >= tn_path_nodes) {
+            return false;
         }
+        path.nodes[level] = node;
+        path.depth = static_cast<uint32_t>(level);
+        path.found = 1;
+        path.pieces[2 + level] = static_cast<uint8_t>(group);
+        return true;
     }
 
-    void set_piece(int level, int group) {
-        if (level < tn_path_nodes) {
-            path.pieces[2 + level] = static_cast<uint8_t>(group);
-        }
-    }
-
-    void descend(tn *node, int level) {
-        if (!tn_is_search(node) || !guard.enter(level, node)) {
-            return;
+    bool descend(tn *node, int level) {
+        if (!guard.enter(level, node)) {
+            return false;
         }
         const child_slots children = tn_child_slots(node);
         if (children.first == 1 && children.nodes[0] == target) {
-            set_piece(level, 0);
-            found_below(node, level);
-            return;
+            return found_below(node, level, 0);
         }
-        visit_children(node, children, level);
-    }
-
-    void visit_children(tn *node, const child_slots &children, int level) {
         for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
             tn *child = children.nodes[slot];
             if (child == target) {
-                found_below(node, level);
-            } else if (child != nullptr) {
-                descend(child, level + 1);
-                if (path.found != 0) {
-                    path.nodes[level] = child;
-                }
+                return found_below(node, level, group_of_child(node, slot - children.first));
             }
-            if (path.found != 0) {
-                set_piece(level, group_of_child(node, slot - children.first));
-                return;
+            if (child != nullptr && tn_is_search(child) && descend(child, level + 1)) {
+                path.nodes[level] = child;
+                path.pieces[2 + level] =
+                    static_cast<uint8_t>(group_of_child(node, slot - children.first));
+                return true;
             }
         }
+        return false;
     }
 };
 
@@ -154,35 +144,6 @@ private:
     uint32_t position_ = tbm_root_bits;
 };
 
-struct subtree_counter {
-    counted_subtree known;
-    uint32_t &count;
-    depth_guard guard;
-
-    void add(const tn *node, int level) {
-        if (!guard.enter(level, node)) {
-            return;
-        }
-        count += tn_inode_bit(node);
-        if (!tn_is_search(node)) {
-            return;
-        }
-        const child_slots children = tn_child_slots(node);
-        for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
-            ++count;
-            const tn *child = children.nodes[slot];
-            if (child == nullptr) {
-                continue;
-            }
-            if (child == known.node) {
-                count += known.count;
-            } else {
-                add(child, level + 1);
-            }
-        }
-    }
-};
-
 /// Text of the pieces 3 to 2 + n of a path.
 const char *format_prefix(const tn_path &path, int n) {
     uint8_t packed[tn_path_pieces];
@@ -218,11 +179,7 @@ void tn_locate(const tn *target, tn_path &path) {
         if (node == target) {
             return;
         }
-        if (node == nullptr) {
-            continue;
-        }
-        search.descend(node, 0);
-        if (path.found != 0) {
+        if (node != nullptr && tn_is_search(node) && search.descend(node, 0)) {
             set_root_pieces(path, i);
             return;
         }
@@ -246,11 +203,6 @@ uint16_t tn_path_vrf(const tn_path &path) {
     const uint8_t *pieces = path.pieces;
     return static_cast<uint16_t>(((pieces[0] & 0xf) << 4 | pieces[1] >> 2) << 8 |
                                  ((pieces[1] & 3) << 6 | (pieces[2] & 0x3f)));
-}
-
-void tn_subtree_count(const tn *node, uint32_t &count, const counted_subtree &known) {
-    subtree_counter counter{known, count, {}};
-    counter.add(node, 0);
 }
 
 void six_bit_pack(const uint8_t *values, int n, uint8_t *packed) {

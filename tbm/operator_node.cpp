@@ -1,47 +1,49 @@
 #include "tbm/operator_node.h"
 
-#include <algorithm>
-
 #include "debug_channel/readable.h"
 #include "debug_channel/reply.h"
 #include "tbm/access.h"
 
 namespace {
 
-/// True when `count` records of a kind can be read at an address.
-template <typename Record>
-bool records_readable(uint64_t address, int count = 1) {
-    if (address % alignof(Record) != 0) {
+bool aligned_readable(uint64_t address, size_t size, size_t alignment) {
+    if (address % alignment != 0) {
         plu_debug_printf("address 0x%lx is not readable\n", address);
         return false;
     }
-    return operator_address_readable(address,
-                                     sizeof(Record) * static_cast<size_t>(std::max(count, 0)));
+    return operator_address_readable(address, size);
 }
 
+/// A null record is fine: nothing follows it.
 template <typename Record>
-bool records_readable(Record *records, int count = 1) {
-    return records == nullptr ||
-           records_readable<Record>(reinterpret_cast<uint64_t>(records), count);
+bool record_readable(const Record *record) {
+    return record == nullptr ||
+           aligned_readable(reinterpret_cast<uint64_t>(record), sizeof(Record), alignof(Record));
+}
+
+bool slots_readable(const void *slots, int count) {
+    return slots == nullptr || count <= 0 ||
+           aligned_readable(reinterpret_cast<uint64_t>(slots),
+                            sizeof(void *) * static_cast<size_t>(count), alignof(void *));
 }
 
 bool leaf_slots_readable(const leaf_array *array) {
     return array == nullptr ||
-           (records_readable(array) && records_readable(array->la_leaves, leaf_count(array)));
+           (record_readable(array) && slots_readable(array->la_leaves, leaf_count(array)));
 }
 
 bool child_slots_readable(const tn *search_node) {
     const tree_array *array = search_node->sn_charray;
     return array == nullptr ||
-           (records_readable(array) &&
-            records_readable(array->ta_nodes,
-                             array->ta_nnodes + static_cast<int>(tn_inode_bit(search_node))));
+           (record_readable(array) &&
+            slots_readable(array->ta_nodes,
+                           array->ta_nnodes + static_cast<int>(tn_inode_bit(search_node))));
 }
 
 }    // namespace
 
 tn *operator_node(uint64_t address) {
-    if (!records_readable<tn>(address)) {
+    if (!aligned_readable(address, sizeof(tn), alignof(tn))) {
         return nullptr;
     }
     auto *node = reinterpret_cast<tn *>(address);
@@ -53,7 +55,7 @@ tn *operator_node(uint64_t address) {
 }
 
 leaf_array *operator_leaf_array(uint64_t address) {
-    if (!records_readable<leaf_array>(address)) {
+    if (!aligned_readable(address, sizeof(leaf_array), alignof(leaf_array))) {
         return nullptr;
     }
     auto *array = reinterpret_cast<leaf_array *>(address);
@@ -61,5 +63,5 @@ leaf_array *operator_leaf_array(uint64_t address) {
 }
 
 bool operator_leaf_readable(const leaf *entry) {
-    return records_readable(entry);
+    return record_readable(entry);
 }

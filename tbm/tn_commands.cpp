@@ -49,7 +49,7 @@ public:
     void list(uint32_t group, int ordinal) {
         const child_slots children = tn_child_slots(node_);
         const int slot = (ordinal << shift_) + children.first;
-        if (slot >= children.end) {
+        if (children.nodes == nullptr || slot >= children.end) {
             return;
         }
         const tn *child = children.nodes[slot];

@@ -47,7 +47,6 @@ void print_chain(const tn_path &path, const uint32_t *counts) {
 /// Counts the chain's subtrees from the inside out, so that no node is visited twice.
 void count_chain(const tn_path &path, counted_subtree inner, uint32_t *counts) {
     for (int i = static_cast<int>(path.depth) - 1; i >= 0; --i) {
-        counts[i] = 0;
         if (path.nodes[i] != nullptr) {
             tn_subtree_count(path.nodes[i], counts[i], inner);
             inner = {path.nodes[i], counts[i]};
@@ -76,7 +75,7 @@ void tn_show_place(const tn *node, uint64_t options) {
     uint32_t count = 0;
     if (chain) {
         tn_locate(node, path);
-        uint32_t counts[tn_path_nodes];
+        uint32_t counts[tn_path_nodes] = {};
         tn_subtree_count(node, count);
         count_chain(path, {node, count}, counts);
         print_chain(path, counts);

@@ -265,7 +265,7 @@ const Row rows[] = {
          stray[0] = *array->la_leaves[0];
          EXPECT_EQ(stray[0].key_bits_used, key.bits);
          // A copy in front of the tree: everything but its place is right.
-         auto *low = reinterpret_cast<leaf *>(&simcard::Card::instance().fixed().plu.reserved1[8]);
+         auto *low = reinterpret_cast<leaf *>(&simcard::Card::instance().fixed().plu.reserved1[7]);
          *low = stray[0];
          array->la_leaves[0] = low;
      },

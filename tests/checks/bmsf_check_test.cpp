@@ -7,8 +7,8 @@
 #include "checks/commands.h"
 #include "tbm/access.h"
 #include "tests/support/capture.h"
-#include "tests/support/formatted.h"
 #include "tests/support/hand_tree.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -17,7 +17,7 @@ std::string run() {
 }
 
 std::string summary(int total, int non_zero, int zero, int mismatch) {
-    return formatted(
+    return format(
         "\nResults of checking bmsf:\n  total tn nodes:       %7d\n  bmsf match non zero:  %7d\n"
         "  bmsf match  zero:     %7d\n  bmsf MISMATCH:        %7d\n",
         total, non_zero, zero, mismatch);
@@ -95,13 +95,12 @@ TEST(BmsfCheck, EveryCounterHasItsNode) {
     inherits->hint_state = HINT_SEARCH;
     by_default->bmsf = 6;
     by_default->hint_state = HINT_END;
-    EXPECT_EQ(
-        run(),
-        formatted("bmsf mismatch tn %p bmsf 5 hint bmsf 0 parent_tn %p child 0 of 1, pos 32\n"
-                  "bmsf mismatch tn %p bmsf 0 hint bmsf 6 parent_tn %p child 2 of 3, pos 16\n",
-                  static_cast<void *>(inherits), static_cast<void *>(covered),
-                  static_cast<void *>(by_default), static_cast<void *>(vrf_node)) +
-            summary(4, 1, 1, 2));
+    EXPECT_EQ(run(),
+              format("bmsf mismatch tn %p bmsf 5 hint bmsf 0 parent_tn %p child 0 of 1, pos 32\n"
+                     "bmsf mismatch tn %p bmsf 0 hint bmsf 6 parent_tn %p child 2 of 3, pos 16\n",
+                     static_cast<void *>(inherits), static_cast<void *>(covered),
+                     static_cast<void *>(by_default), static_cast<void *>(vrf_node)) +
+                  summary(4, 1, 1, 2));
     EXPECT_EQ(count_bmsf_tn_nodes, 4);
     EXPECT_EQ(count_bmsf_no_zero_match, 1);
     EXPECT_EQ(count_bmsf_zero_match, 1);
@@ -155,8 +154,8 @@ TEST(BmsfCheck, DamagedTreesEndTheWalkQuietly) {
     node->tn_flags = TN_LEAF;
     EXPECT_EQ(run(), summary(1, 0, 1, 0));
     tree.root()->sn_charray->ta_nodes[0] = tree.root();
-    EXPECT_EQ(run(), formatted("tree deeper than 64 levels at tn %p, walk stopped\n",
-                               static_cast<void *>(tree.root())) +
+    EXPECT_EQ(run(), format("tree deeper than 64 levels at tn %p, walk stopped\n",
+                            static_cast<void *>(tree.root())) +
                          summary(63, 0, 63, 0));
     tree.handle()->tbdb_root = nullptr;
     EXPECT_EQ(run(), summary(0, 0, 0, 0));

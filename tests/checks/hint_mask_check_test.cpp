@@ -7,8 +7,8 @@
 #include "checks/commands.h"
 #include "tbm/access.h"
 #include "tests/support/capture.h"
-#include "tests/support/formatted.h"
 #include "tests/support/hand_tree.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ struct counts {
 };
 
 std::string summary(const counts &c) {
-    return formatted(
+    return format(
         "Results of checking hint mask:\n  inode+child match: %d\n  inode+child MISMATCH: %d\n"
         "  int+ext+ebmap match: %d \n  int+ext+ebmap MISMATCH: %d\n"
         "  inode & parent int mask match: %d \n  inode & parent int mask MISMATCH: %d\n"
@@ -124,30 +124,45 @@ TEST_F(HintMaskCheck, HintStateDecidesWhatIsChecked) {
 
 TEST_F(HintMaskCheck, DetailLinesShowLowWordFirst) {
     low->int_mask = lengths({32, 128});
-    EXPECT_EQ(run(), formatted("mismatch: bmsf 0 tn %p child:1\n"
-                               "  hint_mask 0x0000000000000000 0004000000000000 \n"
-                               "tn int mask 0x0000000000000001 0000000100000000\n"
-                               "tn ext mask 0x0000000000000000 0000000000000000\n\n",
-                               static_cast<void *>(low)) +
+    EXPECT_EQ(run(), format("mismatch: bmsf 0 tn %p child:1\n"
+                            "  hint_mask 0x0000000000000000 0004000000000000 \n"
+                            "tn int mask 0x0000000000000001 0000000100000000\n"
+                            "tn ext mask 0x0000000000000000 0000000000000000\n\n",
+                            static_cast<void *>(low)) +
                          summary({4, 0, 2, 1, 1, 0, 0}));
     low->int_mask = low->hint_mask;
     side->hint_state = HINT_INIT;
     top->hint_mask = lengths({128});
-    EXPECT_EQ(run(), formatted("mismatch: hint_mask 0x0000000000000000 0805000000000000"
-                               " tn hmask 0x0000000000000001 0000000000000000, tn %p\n",
-                               static_cast<void *>(top)) +
+    EXPECT_EQ(run(), format("mismatch: hint_mask 0x0000000000000000 0805000000000000"
+                            " tn hmask 0x0000000000000001 0000000000000000, tn %p\n",
+                            static_cast<void *>(top)) +
                          summary({3, 1, 3, 0, 1, 0, 1}));
 }
 
 TEST_F(HintMaskCheck, StartNodeIsCheckedWithoutParent) {
-    EXPECT_EQ(run(middle), formatted("walk tn tree start from %p\n", static_cast<void *>(middle)) +
+    EXPECT_EQ(run(middle), format("walk tn tree start from %p\n", static_cast<void *>(middle)) +
                                summary({3, 0, 2, 0, 0, 0, 0}));
     // An internal node as start has no parent, its leaves count for nothing.
     const tn *inode = tn_inode(top);
-    EXPECT_EQ(run(inode),
-              formatted("walk tn tree start from %p\n", static_cast<const void *>(inode)) +
-                  summary({1, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(run(inode), format("walk tn tree start from %p\n", static_cast<const void *>(inode)) +
+                              summary({1, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(captured([] { cmd_ckhmask(0x10, 0, 0); }), "address 0x10 is not readable\n");
+}
+
+TEST_F(HintMaskCheck, SlotsBehindTheLastGroupCountAsItsOwn) {
+    mask128 mask{};
+    hint_ext_mask_union(top, mask);
+    EXPECT_EQ(mask, lengths({16}));
+    tn *extra = tree.search_at("252.0.0.0/6", 24);    // the last slot of the top node
+    extra->hint_state = HINT_SEARCH;
+    extra->ext_mask = lengths({30});
+    mask = {};
+    hint_ext_mask_union(top, mask);
+    EXPECT_EQ(mask, lengths({16}));
+    top->sn_ebmap &= ~(uint64_t{1} << 63);    // now group 2 is the last one
+    mask = {};
+    hint_ext_mask_union(top, mask);
+    EXPECT_EQ(mask, lengths({16, 30}));
 }
 
 TEST(HintMaskCheckLimits, LinesAreLimitedCountersGoOn) {

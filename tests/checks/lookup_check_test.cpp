@@ -9,8 +9,8 @@
 #include "tbm/access.h"
 #include "tests/checks/fake_lookup_library.h"
 #include "tests/support/capture.h"
-#include "tests/support/formatted.h"
 #include "tests/support/hand_tree.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ struct counts {
 };
 
 std::string summary(const counts &c) {
-    return formatted(
+    return format(
         "Results of lookup all existing prefixes:\n  total        prefix: %7d\n"
         "  prefix        match: %7d\n  prefix longer match: %7d\n  prefix     no match: %7d\n"
         "  lf lookup MISMATCH:  %7d\n",
@@ -27,7 +27,7 @@ std::string summary(const counts &c) {
 }
 
 std::string hw_summary(const counts &c) {
-    return formatted(
+    return format(
         "total        prefix: %7d\nprefix        match: %7d\nprefix longer match: %7d\n"
         "prefix     no match: %7d\n",
         c.total, c.match, c.longer, c.none);
@@ -59,8 +59,8 @@ struct LookupCheck : testing::Test {
         std::fill_n(node->in_lfarray->la_leaves, count, value);
     }
     std::string missed(const leaf *entry, int index, int count, const char *prefix) {
-        return formatted("lookup missed: tn %p lf %p, lf %d/%d (%s)\n", static_cast<void *>(node),
-                         static_cast<const void *>(entry), index, count, prefix);
+        return format("lookup missed: tn %p lf %p, lf %d/%d (%s)\n", static_cast<void *>(node),
+                      static_cast<const void *>(entry), index, count, prefix);
     }
 };
 
@@ -92,9 +92,8 @@ TEST_F(LookupCheck, OnlyLeavesBelowTheRootsAreVisited) {
     end_root->in_lfarray = node->in_lfarray;
     EXPECT_EQ(run(), summary({3, 3, 0, 0, 0}));
     EXPECT_EQ(run_hw(), hw_summary({3, 3, 0, 0}));
-    EXPECT_EQ(run(number(node)),
-              formatted("walk tn tree start from %p\n", static_cast<void *>(node)) +
-                  summary({1, 1, 0, 0, 0}));
+    EXPECT_EQ(run(number(node)), format("walk tn tree start from %p\n", static_cast<void *>(node)) +
+                                     summary({1, 1, 0, 0, 0}));
     EXPECT_EQ(run(0x20), "address 0x20 is not readable\n");
     EXPECT_EQ(run_hw(0x20), "address 0x20 is not readable\n");
     inode->in_lfarray = nullptr;
@@ -123,10 +122,10 @@ TEST_F(LookupCheck, StrayAnswersAreCountedAndElevenShown) {
     const std::vector<std::string> pieces = captured_pieces([] { cmd_cklkup(0, 0, 0); });
     ASSERT_EQ(pieces.size(), 11U + 15 + 6);
     EXPECT_EQ(pieces[0],
-              formatted("lf mismatch found in phu_plu_lookup, lf orig %p lf %p, tn %p prefix "
-                        "10.0.0.0/8\n",
-                        static_cast<void *>(original), static_cast<void *>(library.search_leaf),
-                        static_cast<void *>(node)));
+              format("lf mismatch found in phu_plu_lookup, lf orig %p lf %p, tn %p prefix "
+                     "10.0.0.0/8\n",
+                     static_cast<void *>(original), static_cast<void *>(library.search_leaf),
+                     static_cast<void *>(node)));
     EXPECT_EQ(pieces.back(), "  lf lookup MISMATCH:       15\n");
     EXPECT_EQ(phu_plu_lookup_lf_mismatch_disp, 15);
 }
@@ -143,17 +142,17 @@ TEST_F(LookupCheck, VerboseShowsEveryLeaf) {
     leaf *entry = tree.make_leaf("10.0.0.0/8");
     set_leaves(1, entry);
     EXPECT_EQ(run(0, uint64_t{1} << 40),
-              formatted("phu_search() results: leaf %p mask len 26  prefix 10.0.0.0/8 (exp:8)\n"
-                        "    hw index 0x01020000 hint mask 0x0100000000000000 0x0000000000000000\n"
-                        "plu lookup start mask len: 32\n"
-                        "plu lookup results: mask len 8, rc 0x0\n",
-                        static_cast<void *>(library.search_leaf)) +
+              format("phu_search() results: leaf %p mask len 26  prefix 10.0.0.0/8 (exp:8)\n"
+                     "    hw index 0x01020000 hint mask 0x0100000000000000 0x0000000000000000\n"
+                     "plu lookup start mask len: 32\n"
+                     "plu lookup results: mask len 8, rc 0x0\n",
+                     static_cast<void *>(library.search_leaf)) +
                   summary({1, 1, 0, 0, 0}));
-    EXPECT_EQ(run_hw(0, 1), formatted("tn %p pfx 0x0a000000/8\n"
-                                      "phu lkup: mask len 26 (exp:8) prefix 0x0a000000 hint mask "
-                                      "0x0000000000000000 0x0000000001000000\n"
-                                      "plu lookup v2: mask len 8, rc 0x0\n",
-                                      static_cast<void *>(node)) +
+    EXPECT_EQ(run_hw(0, 1), format("tn %p pfx 0x0a000000/8\n"
+                                   "phu lkup: mask len 26 (exp:8) prefix 0x0a000000 hint mask "
+                                   "0x0000000000000000 0x0000000001000000\n"
+                                   "plu lookup v2: mask len 8, rc 0x0\n",
+                                   static_cast<void *>(node)) +
                                 hw_summary({1, 1, 0, 0}));
 }
 

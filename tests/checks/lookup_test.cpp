@@ -11,8 +11,8 @@
 #include "tbm/key.h"
 #include "tests/checks/fake_lookup_library.h"
 #include "tests/support/capture.h"
-#include "tests/support/formatted.h"
 #include "tests/support/hand_tree.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -84,14 +84,14 @@ TEST_F(Lookup, Ipv4CrossCheckTellsEveryStep) {
     library.search_hint_level = 2;
     library.existing = {"10.1.0.0/16", "10.0.0.0/8"};
     const strings pieces = captured_pieces([] { cmd_cklkupv4(0xf0a010203, 0x108, 0x100000005); });
+    const std::string masks =
+        "    hw index 0x01020002 hint mask 0x0101010001000000 0x0000000000000000\n";
     EXPECT_EQ(pieces,
               (strings{"prefix 0xf0a010203, mask len: 8, vrf: 5\n",
-                       formatted("phu_search() results: leaf %p mask len 42  prefix 10.1.2.0/24 "
-                                 "(exp:8)\n",
-                                 static_cast<void *>(library.search_leaf)),
-                       "    hw index 0x01020002 hint mask 0x0101010001000000 "
-                       "0x0000000000000000\n",
-                       "plu lookup start mask len: 32\n",
+                       format("phu_search() results: leaf %p mask len 42  prefix 10.1.2.0/24 "
+                              "(exp:8)\n",
+                              static_cast<void *>(library.search_leaf)),
+                       masks, "plu lookup start mask len: 32\n",
                        "plu lookup results: mask len 24, rc 0x4d7e0001\n",
                        "plu lookup results: mask len 16, rc 0x0\n",
                        "best match: mask len 16, 10.1.2.0/24\n"}));
@@ -121,16 +121,16 @@ TEST_F(Lookup, Ipv6CrossCheck) {
     library.existing = {"2001:db8::/32"};
     const std::string reply = captured([] { cmd_cklkupv6(0x20010db800010000, 1, 5064); });
     EXPECT_EQ(reply,
-              formatted("prefix 0x20010db8000100000000000000000000, mask len: 64, vrf: 5\n"
-                        "phu_search() results: leaf %p mask len 50  prefix 2001:db8::/32 (exp:64)\n"
-                        "    hw index 0x00000000 hint mask 0x8000000100000001 0x8000000000000001\n"
-                        "plu lookup start mask len: 128\n"
-                        "plu lookup results: mask len 128, rc 0x4d7e0001\n"
-                        "plu lookup results: mask len 65, rc 0x4d7e0001\n"
-                        "plu lookup results: mask len 64, rc 0x4d7e0001\n"
-                        "plu lookup results: mask len 32, rc 0x0\n"
-                        "best match: mask len 32, 2001:db8::/32\n",
-                        static_cast<void *>(library.search_leaf)));
+              format("prefix 0x20010db8000100000000000000000000, mask len: 64, vrf: 5\n"
+                     "phu_search() results: leaf %p mask len 50  prefix 2001:db8::/32 (exp:64)\n"
+                     "    hw index 0x00000000 hint mask 0x8000000100000001 0x8000000000000001\n"
+                     "plu lookup start mask len: 128\n"
+                     "plu lookup results: mask len 128, rc 0x4d7e0001\n"
+                     "plu lookup results: mask len 65, rc 0x4d7e0001\n"
+                     "plu lookup results: mask len 64, rc 0x4d7e0001\n"
+                     "plu lookup results: mask len 32, rc 0x0\n"
+                     "best match: mask len 32, 2001:db8::/32\n",
+                     static_cast<void *>(library.search_leaf)));
     EXPECT_EQ(captured_pieces([] { cmd_cklkupv6(1, 2, 1); }).size(), 1U + 16 + 1 + 3 + 5 + 2);
 }
 
@@ -145,7 +145,7 @@ TEST_F(Lookup, FailuresEndWithTheFailureLine) {
     library.search_rc = 0;
     library.search_leaf = tree.make_leaf("0.0.0.1/32");
     library.search_mask = lengths({32});
-    EXPECT_NE(run().find(failed + formatted("%p\n", static_cast<void *>(library.search_leaf))),
+    EXPECT_NE(run().find(failed + format("%p\n", static_cast<void *>(library.search_leaf))),
               std::string::npos);
     for (int *rc : {&library.entry_ctx_rc, &library.ctx_init_rc}) {
         *rc = 0x77;
@@ -166,12 +166,12 @@ TEST_F(Lookup, LeafBelowTheSharedMemoryIsReportedElevenTimes) {
     for (int event = 1; event <= 13; ++event) {
         const std::string reply = captured([] { cmd_cklkupv4(1, 32, 0); });
         const bool shown = event <= 11;
-        EXPECT_EQ(reply.find(formatted("lf mismatch found in phu_plu_lookup, lf orig (nil) lf %p, "
-                                       "tn (nil) prefix NULL\n",
-                                       below_start())) != std::string::npos,
+        EXPECT_EQ(reply.find(format("lf mismatch found in phu_plu_lookup, lf orig (nil) lf %p, "
+                                    "tn (nil) prefix NULL\n",
+                                    below_start())) != std::string::npos,
                   shown)
             << event;
-        EXPECT_NE(reply.find(shown ? "lf (nil)\n" : formatted("lf %p\n", below_start())),
+        EXPECT_NE(reply.find(shown ? "lf (nil)\n" : format("lf %p\n", below_start())),
                   std::string::npos);
         EXPECT_EQ(phu_plu_lookup_lf_mismatch_count, event);
     }

@@ -7,8 +7,8 @@
 #include "checks/commands.h"
 #include "tbm/access.h"
 #include "tests/support/capture.h"
-#include "tests/support/formatted.h"
 #include "tests/support/hand_tree.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ struct counts {
 };
 
 std::string summary(const counts &c) {
-    return formatted(
+    return format(
         "\nResults of checking par bl:\n  tn nodes:           %7d\n  tn end nodes:       %7d\n"
         "  search nodes:       %7d\n  valid par bl:       %7d\n  INVALID par bl:     %7d\n"
         "  INVALID end par bl: %7d\n  INVALID offset:     %7d\n  unknown tn nodes:   %7d\n"
@@ -85,12 +85,12 @@ TEST_F(ParentLeafCheck, EndNodeFaults) {
     for (const auto &c : cases) {
         refer(end, c.array, c.offset, c.kept);
         EXPECT_EQ(run(),
-                  formatted("par bl invalid tn %p, parent_la_index 2 par bl la %p offset %d len "
-                            "%d, nnodes %d leaf pfx len %d\n  parent la (1) %p\n"
-                            "  parent la (0) %p\n",
-                            static_cast<void *>(end), static_cast<void *>(c.array), c.offset,
-                            c.kept, c.nnodes, c.shown, static_cast<void *>(middle_leaves),
-                            static_cast<void *>(upper_leaves)) +
+                  format("par bl invalid tn %p, parent_la_index 2 par bl la %p offset %d len "
+                         "%d, nnodes %d leaf pfx len %d\n  parent la (1) %p\n"
+                         "  parent la (0) %p\n",
+                         static_cast<void *>(end), static_cast<void *>(c.array), c.offset, c.kept,
+                         c.nnodes, c.shown, static_cast<void *>(middle_leaves),
+                         static_cast<void *>(upper_leaves)) +
                       summary({4, 1, 3, 1, 1, 1, 0, 0, 2}));
     }
     refer(end, gap, 0, 0);
@@ -104,19 +104,18 @@ TEST_F(ParentLeafCheck, EndNodeFaults) {
 
 TEST_F(ParentLeafCheck, SearchNodeFaults) {
     middle->par_bl_offset = 2;
-    EXPECT_EQ(run(), formatted("par bl invalid for tn %p, parent_la_index 1 par bl la %p nnodes 2, "
-                               "offset 2\n",
-                               static_cast<void *>(middle), static_cast<void *>(upper_leaves)) +
+    EXPECT_EQ(run(), format("par bl invalid for tn %p, parent_la_index 1 par bl la %p nnodes 2, "
+                            "offset 2\n",
+                            static_cast<void *>(middle), static_cast<void *>(upper_leaves)) +
                          summary({4, 1, 3, 1, 1, 0, 1, 0, 2}));
     refer(middle, middle_leaves, 0, 8);    // its own array is not an ancestor's
     EXPECT_NE(run().find(summary({4, 1, 3, 1, 1, 0, 0, 0, 2})), std::string::npos);
     middle->par_bl_larray = nullptr;
     refer(tree.root(), upper_leaves, 0, 0);    // nothing stands above a root
-    EXPECT_EQ(run(),
-              formatted("par bl invalid for tn %p, parent_la_index 0 par bl la %p nnodes 2, "
-                        "offset 0\n",
-                        static_cast<void *>(tree.root()), static_cast<void *>(upper_leaves)) +
-                  summary({4, 1, 3, 1, 1, 0, 0, 0, 2}));
+    EXPECT_EQ(run(), format("par bl invalid for tn %p, parent_la_index 0 par bl la %p nnodes 2, "
+                            "offset 0\n",
+                            static_cast<void *>(tree.root()), static_cast<void *>(upper_leaves)) +
+                         summary({4, 1, 3, 1, 1, 0, 0, 0, 2}));
 }
 
 TEST_F(ParentLeafCheck, NodeWithoutInternalNodePassesTheStackOn) {
@@ -165,8 +164,8 @@ TEST(ParentLeafLimits, StackIsFullAtThe32ndInternalNode) {
     tree.add_end(last, 1);
     EXPECT_EQ(run(), summary({33, 1, 32, 1, 0, 0, 0, 0, 31}));
     tree.add_intern(last);
-    EXPECT_EQ(run(), formatted("parent_la_index reached max at tn %p, stop searching tn child\n",
-                               static_cast<void *>(last)) +
+    EXPECT_EQ(run(), format("parent_la_index reached max at tn %p, stop searching tn child\n",
+                            static_cast<void *>(last)) +
                          summary({32, 0, 32, 1, 0, 0, 0, 0, 31}));
 }
 
@@ -175,8 +174,8 @@ TEST(ParentLeafLimits, MissingTreeAndCycle) {
     tn *node = tree.add_search(tree.root(), 1);
     tree.add_search(node, 1);
     node->sn_charray->ta_nodes[0] = node;
-    EXPECT_EQ(run(), formatted("tree deeper than 64 levels at tn %p, walk stopped\n",
-                               static_cast<void *>(node)) +
+    EXPECT_EQ(run(), format("tree deeper than 64 levels at tn %p, walk stopped\n",
+                            static_cast<void *>(node)) +
                          summary({64, 0, 64}));
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(run(), "NULL tbm_handle\n");

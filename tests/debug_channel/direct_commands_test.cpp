@@ -11,7 +11,7 @@
 #include "debug_channel/registers.h"
 #include "tbm/access.h"
 #include "tests/support/capture.h"
-#include "tests/support/formatted.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -83,7 +83,7 @@ TEST_F(DirectCommands, GuardAsksEveryPageAndNeverWraps) {
         const std::string sent =
             captured([&] { answer = operator_address_readable(c.address, c.size); });
         EXPECT_EQ(answer, c.readable) << c.address << "+" << c.size;
-        EXPECT_EQ(sent, c.readable ? "" : formatted("address 0x%lx is not readable\n", c.address));
+        EXPECT_EQ(sent, c.readable ? "" : format("address 0x%lx is not readable\n", c.address));
     }
 }
 
@@ -100,7 +100,7 @@ TEST_F(DirectCommands, MemrDumpsGroupsOfFourAndLinesOfSixteen) {
     for (int i = 0; i < 40; ++i) {
         memory.base[i] = static_cast<uint8_t>(0xf0 + i);
     }
-    const std::string head = formatted("read start from 0x%lx", number(memory.base));
+    const std::string head = format("read start from 0x%lx", number(memory.base));
     const auto dump = [&](uint64_t size) {
         return captured([&] { cmd_memr(number(memory.base), size, 0); });
     };
@@ -117,7 +117,7 @@ TEST_F(DirectCommands, MemrDumpsGroupsOfFourAndLinesOfSixteen) {
 TEST_F(DirectCommands, MemoryCommandsKeepToTheSharedRange) {
     const uint64_t start = number(memory.base);
     const uint64_t end = start + 0x180000000;
-    const std::string refusal = formatted(
+    const std::string refusal = format(
         "PHU shared mem range: addr 0x%lx - 0x%lx, set a3 = 1 to bypass check\n", start, end);
     for (const uint64_t outside : {start - 1, end + 1, uint64_t{0}, ~uint64_t{0}}) {
         EXPECT_EQ(captured([&] { cmd_memr(outside, 4, 0); }), refusal);
@@ -127,7 +127,7 @@ TEST_F(DirectCommands, MemoryCommandsKeepToTheSharedRange) {
     }
     // The end itself passes the range check; here nothing is mapped there.
     EXPECT_EQ(captured([&] { cmd_memr(end, 1, 0); }),
-              formatted("address 0x%lx is not readable\n", end));
+              format("address 0x%lx is not readable\n", end));
     EXPECT_EQ(captured([&] { cmd_memr(start, 4001, 0); }),
               "read size > 4000, set a3 = 1 to bypass the check\n");
     EXPECT_EQ(captured_pieces([&] { cmd_memr(start, 4000, 0); }).size(),
@@ -144,10 +144,10 @@ TEST_F(DirectCommands, BypassReachesMemoryOutsideTheRange) {
     EXPECT_EQ(captured([&] { cmd_memr(number(&target), 4, 0); }), "NULL tbm_handle\n");
     EXPECT_EQ(target, 0x11223344U);
     EXPECT_EQ(captured([&] { cmd_memw32(number(&target), 0xcbbccddeeU, 1); }),
-              formatted("write 0xbbccddee to 0x%lx\n", number(&target)));
+              format("write 0xbbccddee to 0x%lx\n", number(&target)));
     EXPECT_EQ(target, 0xbbccddeeU);
     EXPECT_EQ(captured([&] { cmd_memr(number(&target), 4, 1); }),
-              formatted("read start from 0x%lx\n0x0000   eeddccbb\n", number(&target)));
+              format("read start from 0x%lx\n0x0000   eeddccbb\n", number(&target)));
 }
 
 TEST_F(DirectCommands, StoresTouchNoNeighbourAtAnyAlignment) {
@@ -155,7 +155,7 @@ TEST_F(DirectCommands, StoresTouchNoNeighbourAtAnyAlignment) {
     for (int shift = 0; shift < 5; ++shift) {
         memset(at, 0x77, 16);
         EXPECT_EQ(captured([&] { cmd_memw32(number(at + 4 + shift), 0x00000102, 0); }),
-                  formatted("write 0x00000102 to 0x%lx\n", number(at + 4 + shift)));
+                  format("write 0x00000102 to 0x%lx\n", number(at + 4 + shift)));
         uint8_t expected[16];
         memset(expected, 0x77, 16);
         const uint8_t word[4] = {2, 1, 0, 0};
@@ -163,7 +163,7 @@ TEST_F(DirectCommands, StoresTouchNoNeighbourAtAnyAlignment) {
         EXPECT_EQ(memcmp(at, expected, 16), 0) << shift;
     }
     EXPECT_EQ(captured([&] { cmd_memw8(number(at + 3), 0x1ff, 0); }),
-              formatted("write 0xff to 0x%lx\n", number(at + 3)));
+              format("write 0xff to 0x%lx\n", number(at + 3)));
     EXPECT_EQ(at[3], 0xff);
     EXPECT_EQ(at[2], 0x77);
 }
@@ -172,11 +172,11 @@ TEST_F(DirectCommands, StoreThatWouldFaultIsRefusedWholly) {
     const uint64_t read_only = number(memory.base + page);
     for (const uint64_t bypass : {0, 1}) {
         EXPECT_EQ(captured([&] { cmd_memw8(read_only, 1, bypass); }),
-                  formatted("address 0x%lx is not writable\n", read_only));
+                  format("address 0x%lx is not writable\n", read_only));
         EXPECT_EQ(captured([&] { cmd_memw32(read_only - 2, 0xffffffff, bypass); }),
-                  formatted("address 0x%lx is not writable\n", read_only - 2));
+                  format("address 0x%lx is not writable\n", read_only - 2));
         EXPECT_EQ(captured([&] { cmd_memw32(read_only + page - 2, 1, bypass); }),
-                  formatted("address 0x%lx is not readable\n", read_only + page - 2));
+                  format("address 0x%lx is not readable\n", read_only + page - 2));
     }
     EXPECT_EQ(memory.base[page - 2], 0);
     EXPECT_EQ(captured([&] { cmd_memr(0x10, 4, 1); }), "address 0x10 is not readable\n");
@@ -187,9 +187,9 @@ TEST_F(DirectCommands, SetbmsfWritesSearchNodesOnly) {
     block = {};
     plu_shm_ctx = reinterpret_cast<plu_shm_block *>(memory.base);
     EXPECT_EQ(captured([&] { cmd_setbmsf(number(node) - 1, 3, 0); }),
-              formatted("invalid tn addr: 0x%lx\n", number(node) - 1));
+              format("invalid tn addr: 0x%lx\n", number(node) - 1));
     EXPECT_EQ(captured([&] { cmd_setbmsf(number(node), 0x118, 0); }),
-              formatted("set bmsf 24 to tn 0x%lx", number(node)));
+              format("set bmsf 24 to tn 0x%lx", number(node)));
     EXPECT_EQ(node->bmsf, 24);
     for (const uint16_t type : {TN_INTERN, TN_LEAF, TN_END}) {
         node->tn_flags = type;
@@ -199,9 +199,9 @@ TEST_F(DirectCommands, SetbmsfWritesSearchNodesOnly) {
     }
     const uint64_t read_only = number(memory.base + page);
     EXPECT_EQ(captured([&] { cmd_setbmsf(read_only, 7, 0); }),
-              formatted("address 0x%lx is not writable\n", read_only));
+              format("address 0x%lx is not writable\n", read_only));
     EXPECT_EQ(captured([&] { cmd_setbmsf(read_only + page - 100, 7, 0); }),
-              formatted("address 0x%lx is not readable\n", read_only + page - 100));
+              format("address 0x%lx is not readable\n", read_only + page - 100));
     plu_shm_ctx = &block;
 }
 
@@ -212,8 +212,8 @@ TEST_F(DirectCommands, RootsnListsSearchNodes) {
     tn search{};
     slots[2] = &search;
     EXPECT_EQ(captured([] { cmd_rootsn(0, 0, 0); }),
-              formatted("tbdb_root->ta_nnodes 3\nindex    0 0x%lx\nindex    2 0x%lx\n\n",
-                        number(memory.base), number(&search)));
+              format("tbdb_root->ta_nnodes 3\nindex    0 0x%lx\nindex    2 0x%lx\n\n",
+                     number(memory.base), number(&search)));
     root.ta_nnodes = 0;
     EXPECT_EQ(captured([] { cmd_rootsn(0, 0, 0); }), "tbdb_root->ta_nnodes 0\n\n");
     root.ta_nodes = nullptr;
@@ -259,7 +259,7 @@ TEST_F(DirectCommands, RegisterReadChoosesNpu) {
         {0, 0}, {10, 10}, {11, 0}, {~uint64_t{0}, -1}, {0x8000000000000005, 5}, {0x100000003, 0}};
     for (const auto &c : cases) {
         EXPECT_EQ(captured([&] { cmd_regr32(0xabc40e0, c.argument, 0); }),
-                  formatted("0x000000ab (offset:0x40e0, npu:%d, rc:0x4d000001)\n", c.npu));
+                  format("0x000000ab (offset:0x40e0, npu:%d, rc:0x4d000001)\n", c.npu));
         EXPECT_EQ(last_register_call.npu, c.npu);
         EXPECT_EQ(last_register_call.address, 0x534500108140e0U);
     }

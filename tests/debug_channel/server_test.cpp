@@ -48,6 +48,12 @@ protected:
         wait_for_new_queues();
     }
 
+    // The server thread outlives the test: nothing of it may be in use when the process ends.
+    void TearDown() override {
+        set_handler_hook(nullptr);
+        clear_handler_calls();
+    }
+
     static void wait_for_new_queues() {
         for (int tries = 0; tries < 1000; tries++) {
             const mqd_t queue = mq_open(plu_reply_queue, O_RDONLY);

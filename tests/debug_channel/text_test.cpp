@@ -59,7 +59,7 @@ TEST(Text, Ipv6Compression) {
 TEST(Text, AddressThatDoesNotFitLeavesDestinationUntouched) {
     EXPECT_EQ(v6_text(0x20010db8000a0000, 0, 12), "untouched");
     EXPECT_EQ(v6_text(0x20010db8000a0000, 0, 13), "2001:db8:a::");
-    const uint8_t address[4] = {10, 200, 0, 255};
+    const uint8_t address[16] = {10, 200, 0, 255};
     char text[32] = "untouched";
     EXPECT_EQ(ipv4_addr_str(address, text, 12), nullptr);
     EXPECT_EQ(ipv4_addr_str(address, text, 0), nullptr);

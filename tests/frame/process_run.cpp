@@ -8,12 +8,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <thread>
 
 namespace {
-
-constexpr auto patience = std::chrono::seconds(20);
 
 std::string new_directory() {
     std::string path = (std::filesystem::temp_directory_path() / "plu_bkg_test_XXXXXX").string();
@@ -27,7 +26,7 @@ void set_variable(const std::string &assignment) {
 
 [[noreturn]] void become_process(const std::string &directory, const environment &variables) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    setenv("LD_LIBRARY_PATH", FAKE_LIBRARY_DIR, 1);
+    setenv("LD_LIBRARY_PATH", FAKE_PLATFORM_DIR ":" FAKE_CARD_DIR, 1);
     setenv("LD_PRELOAD", FAKE_POSIX_FILE, 1);
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
     setenv("FAKE_LOG", (directory + "/calls").c_str(), 1);
@@ -38,6 +37,17 @@ void set_variable(const std::string &assignment) {
     dup2(standard_error, STDERR_FILENO);
     execl(PROCESS_FILE, PROCESS_FILE, nullptr);
     _exit(127);
+}
+
+bool comes_true(const std::function<bool()> &condition) {
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
 }
 
 std::string status_text(int status) {
@@ -64,16 +74,23 @@ process_run::~process_run() {
 }
 
 std::string process_run::outcome() {
-    const auto end = std::chrono::steady_clock::now() + patience;
-    while (std::chrono::steady_clock::now() < end) {
-        int status = 0;
-        if (waitpid(pid_, &status, WNOHANG) == pid_) {
-            pid_ = -1;
-            return status_text(status);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    int status = 0;
+    if (!comes_true([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) {
+        return "still running";
     }
-    return "still running";
+    pid_ = -1;
+    return status_text(status);
+}
+
+// A main thread that ended before the others stays behind as a zombie.
+bool process_run::main_thread_ended() const {
+    const std::string path = "/proc/" + std::to_string(pid_) + "/stat";
+    return comes_true([&] {
+        std::ifstream stat(path);
+        std::string text;
+        std::getline(stat, text);
+        return text.find(") Z ") != std::string::npos;
+    });
 }
 
 std::string process_run::standard_error() const {

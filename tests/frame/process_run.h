@@ -6,12 +6,25 @@
 #include <string>
 #include <vector>
 
+#ifdef __SANITIZE_THREAD__
+inline constexpr bool extra_thread = true;    // the sanitizer's own, which never ends
+inline constexpr auto patience = std::chrono::seconds(2);
+#else
+inline constexpr bool extra_thread = false;
+inline constexpr auto patience = std::chrono::seconds(20);
+#endif
+
+/// Whether an outcome is that of a process all of whose threads ended.
+inline bool all_threads_ended(const std::string &outcome) {
+    return outcome == "exit 0" || (extra_thread && outcome == "still running");
+}
+
 using environment = std::vector<std::string>;    // "NAME=value"
 
 /// A child process; killed with its owner when it still runs.
 class process_run {
 public:
-    /// Starts the process with the fake libraries in place and the given variables set.
+    /// Starts the process with the fake libraries in place; the given variables come on top.
     explicit process_run(const environment &variables);
     ~process_run();
     process_run(const process_run &) = delete;
@@ -21,8 +34,11 @@ public:
 
     pid_t pid() const { return pid_; }
 
-    /// Waits for the end, at most 20 seconds: "exit N", "signal N" or "still running".
+    /// Waits for the end as long as `patience`: "exit N", "signal N" or "still running".
     std::string outcome();
+
+    /// Waits for the end of the main thread alone; false when it did not come.
+    bool main_thread_ended() const;
 
     std::string standard_error() const;
 

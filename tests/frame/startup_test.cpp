@@ -1,10 +1,12 @@
 // Start-up and event loop of the real executable over fake libraries, one fault at a time.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "tests/frame/process_run.h"
 #include "tests/support/queue_client.h"
@@ -52,7 +54,7 @@ TEST_F(StartUp, CallsThePlatformInOrderThenServesTimerEventsUntilTheLoopFails) {
     environment variables = failing("");
     variables.emplace_back("FAKE_EVENTS=2");
     process_run run(variables);
-    EXPECT_EQ(run.outcome(), "exit 0");
+    EXPECT_TRUE(all_threads_ended(run.outcome()));
     lines expected = start_calls;
     for (int event = 0; event < 2; event++) {
         expected.insert(expected.end(),
@@ -123,7 +125,7 @@ TEST_F(StartUp, ToleratedFaultLeavesStartUpRunning) {
     for (const fault &fault : faults) {
         SCOPED_TRACE(fault.plan);
         process_run run(failing(fault.plan));
-        EXPECT_EQ(run.outcome(), "exit 0");
+        EXPECT_TRUE(all_threads_ended(run.outcome()));
         lines expected = start_calls;
         expected.emplace_back("event_block ec");
         EXPECT_EQ(run.calls(), expected);
@@ -155,12 +157,12 @@ TEST_F(StartUp, TracesFollowFlagsAndHandles) {
     const std::string failed = "qerr_register_dll=9";
     const std::string message = "Failed to init PLU qerrno module:text of 9\\n|";
     process_run quiet(failing(failed, {}));
-    EXPECT_EQ(quiet.outcome(), "exit 0");
+    EXPECT_TRUE(all_threads_ended(quiet.outcome()));
     EXPECT_EQ(quiet.traces(), lines{});
     EXPECT_EQ(quiet.standard_error(), "");
 
     process_run split(failing(failed, {"FAKE_SWITCH=@384 plu_debug_det"}));
-    EXPECT_EQ(split.outcome(), "exit 0");
+    EXPECT_TRUE(all_threads_ended(split.outcome()));
     lines expected = {"syslog 2 " + message};
     for (int trace = 0; trace < 3; trace++) {
         expected.push_back("buginf 384 0 1" + start_traces[trace].substr(strlen("syslog 2")));
@@ -171,7 +173,7 @@ TEST_F(StartUp, TracesFollowFlagsAndHandles) {
 
 TEST_F(StartUp, ReplyQueueThatCannotBeOpenedEndsTheDebugThreadOnly) {
     process_run run({"FAKE_FAIL=/plu_reply_queue=-1"});
-    EXPECT_EQ(run.outcome(), "exit 0");
+    EXPECT_TRUE(all_threads_ended(run.outcome()));
     EXPECT_EQ(run.calls().back(), "event_block ec");
 }
 
@@ -192,11 +194,11 @@ std::vector<uint64_t> blocked_signals(pid_t pid) {
 
 TEST_F(StartUp, CommandsAreAnsweredAfterTheEventLoopFailed) {
     process_run run({"FAKE_FILL_CONTEXTS=1"});
+    ASSERT_TRUE(run.main_thread_ended());
     const queue_client client;
     ASSERT_TRUE(client.connected());
     ASSERT_TRUE(client.send("-help"));
     EXPECT_EQ(client.reply().value_or(lines{}).size(), 37U);
-    EXPECT_EQ(run.calls().back(), "event_block ec");
     // Filled by a library at load time, the contexts need no location; these are not ready.
     ASSERT_TRUE(client.send("dump"));
     EXPECT_EQ(client.reply(), (lines{"\n", "plu shm ctx not ready\n"}));
@@ -214,6 +216,39 @@ TEST_F(StartUp, BothThreadsBlockThePlatformsSignals) {
     for (const uint64_t mask : masks) {
         EXPECT_EQ(mask & expected, expected);
     }
+}
+
+TEST_F(StartUp, StandInPlatformTracesWhatTheEnvironmentAsksFor) {
+    process_run run({"LD_LIBRARY_PATH=" FAKE_CARD_DIR,
+                     "LD_PRELOAD=", "SIMCARD_TRACE=progress,plu_debug_crit,ec",
+                     "FAKE_FAIL=plu_config_profile_init=7"});
+    EXPECT_EQ(run.outcome(), "exit 0");
+    EXPECT_EQ(run.standard_error(),
+              "SIMCARD_TRACE: no trace class or debug flag \"ec\"\n"
+              "plu_bkg buginf progress: PLU: Start PLU BKG timer: 5\n"
+              "plu_bkg buginf progress: PLU init with profile 1, 5242880 prefix entries\n"
+              "plu_bkg syslog level 2: PLU hw-module config profile failed 7\n");
+}
+
+// On the stand-in platform, in real time, as the interval is fixed.
+TEST_F(StartUp, BackgroundWorkRunsEveryFiveSecondsFromTheArming) {
+    using clock = std::chrono::steady_clock;
+    const clock::time_point start = clock::now();
+    process_run run({"LD_LIBRARY_PATH=" FAKE_CARD_DIR, "LD_PRELOAD="});
+    const auto work_until = [&](double seconds) {
+        std::this_thread::sleep_until(start +
+                                      std::chrono::milliseconds(static_cast<long>(seconds * 1000)));
+        lines calls = run.calls();
+        calls.erase(calls.begin(),
+                    calls.begin() + std::min<long>(4, std::ssize(calls)));    // the library's start
+        return calls;
+    };
+    const lines once = {"plu_fill_hole_background 1", "plu_hw_increase_flush_timer"};
+    lines twice = once;
+    twice.insert(twice.end(), once.begin(), once.end());
+    EXPECT_EQ(work_until(4.5), lines{});
+    EXPECT_EQ(work_until(7.5), once);
+    EXPECT_EQ(work_until(12.5), twice);
 }
 
 }    // namespace

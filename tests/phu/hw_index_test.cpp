@@ -217,6 +217,9 @@ TEST_F(hwidxwalk_test, TypedStartAddressesAreRefusedBeforeTheyAreFollowed) {
     EXPECT_EQ(captured([] { cmd_hwidxwalk(0, 64, 0); }), "invalid tn addr: 0x40\n");
     EXPECT_EQ(captured([] { cmd_hwidxwalk(0, 0x7ffffffff000, 0); }),
               "address 0x7ffffffff000 is not readable\n");
+    const uint64_t inside = reinterpret_cast<uint64_t>(tree.root(0)) + 1;
+    EXPECT_EQ(captured([&] { cmd_hwidxwalk(0, inside, 0); }),
+              "address " + at(reinterpret_cast<void *>(inside)) + " is not readable\n");
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(captured([] { cmd_hwidxwalk(0, 0, 0); }),
               "NULL tbm_handle\n" + walk_results(0, 0, 0, 0, 0, 0, 0));

@@ -41,7 +41,7 @@ template <typename Record>
 Record *hand_tree::make(size_t count) {
     used_ = (used_ + 15) & ~size_t{15};
     void *at = block + used_;
-    used_ += count * sizeof(Record);
+    used_ += count * sizeof(Record);    // NOLINT(bugprone-sizeof-expression): slots are pointers
     if (used_ > block_size) {
         throw std::bad_alloc();
     }

@@ -17,6 +17,8 @@ public:
     ~hand_tree();
     hand_tree(const hand_tree &) = delete;
     hand_tree &operator=(const hand_tree &) = delete;
+    hand_tree(hand_tree &&) = delete;
+    hand_tree &operator=(hand_tree &&) = delete;
 
     tbm_handle_record *handle() { return handle_; }
     tree_array *root_array() { return handle_->tbdb_root; }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -14,6 +15,11 @@ __attribute__((format(printf, 1, 2))) inline std::string format(const char *text
     vsnprintf(buffer, sizeof buffer, text, arguments);
     va_end(arguments);
     return buffer;
+}
+
+/// Address as the operator types it.
+inline uint64_t number(const void *pointer) {
+    return reinterpret_cast<uint64_t>(pointer);
 }
 
 /// Messages from `first` on, joined.

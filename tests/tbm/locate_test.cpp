@@ -1,6 +1,7 @@
 #include "tbm/locate.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cstring>
 
 #include "tbm/access.h"
@@ -173,7 +174,8 @@ TEST(Locate, FollowingALeafFindsWhatAFullSearchFinds) {
         EXPECT_EQ(searched.found, 1U);
         EXPECT_EQ(followed.found, 1U);
         EXPECT_EQ(followed.depth, searched.depth);
-        EXPECT_EQ(memcmp(followed.nodes, searched.nodes, (searched.depth + 1) * sizeof(tn *)), 0);
+        EXPECT_TRUE(
+            std::equal(searched.nodes, searched.nodes + searched.depth + 1, followed.nodes));
         EXPECT_EQ(memcmp(followed.pieces, searched.pieces, 3 + searched.depth), 0);
         EXPECT_EQ(text, text_of(tn_path_prefix_text(node)));
         negate_leaf_counts(nodes);

@@ -108,20 +108,24 @@ TEST(Search, PlainWalkNarratesEveryStepAndEndsInTheLeaf) {
                       static_cast<unsigned>(chunk), bits, level, static_cast<const void *>(node),
                       node->sn_ebmap, static_cast<const void *>(next));
     };
+    const std::string lookup = format(
+        "tbm_retrieve_leaf_local inode %p base_prefix_pos 0x1f, prefix 0x2, max_pref_tree_len 5\n",
+        static_cast<void *>(way.end));
+    const std::string match =
+        format("match found, i 4, lf offset 0, la %p\n", static_cast<void *>(way.end->in_lfarray));
+    const std::string hints = format("  hint level 0, phu hw index 0x%08x hint mask %s %s\n", 0,
+                                     "0x0000000000000000", "0x0000000000000000");
     const std::vector<std::string> expected = {
         "Search input: prefix 0x0a010200, mask len 24, vrf 0 \n",
         descent(0, 18, 0, way.root, way.vrf_node),
         descent(2, 24, 1, way.vrf_node, way.node),
         descent(0x20, 30, 2, way.node, way.end),
-        format("tbm_retrieve_leaf_local inode %p base_prefix_pos 0x1f, prefix 0x2, "
-               "max_pref_tree_len 5\n",
-               static_cast<void *>(way.end)),
+        lookup,
         "not match yet, i 5, base_prefix_pos 0xf, prefix 0x1\n",
-        format("match found, i 4, lf offset 0, la %p\n", static_cast<void *>(way.end->in_lfarray)),
+        match,
         "\nPHU search results:\n",
         "  rc 0x0 prefix len 34 (16)  prefix 10.1.0.0/16\n",
-        "  hint level 0, phu hw index 0x00000000 hint mask 0x0000000000000000 "
-        "0x0000000000000000\n"};
+        hints};
     EXPECT_EQ(steps, expected);
     EXPECT_EQ(pieces[4].substr(0, 32), steps[1].substr(0, 32));    // each level: dump, then step
 }
@@ -154,33 +158,29 @@ TEST(Search, HintDescentKeepsTheTrailAndSkipsTheCheck) {
 TEST(Search, EachFaultOfTheStoredHintDataGivesItsLine) {
     const mask128 expected{0, 0x0001010000000000};    // /16 and the node's bmsf, /24
     struct {
+        mask128 stored_mask;
+        const char *line;
         uint8_t state;
         uint8_t stored_bmsf;
-        mask128 stored_mask;
-        bool v6;
-        const char *line;
     } const cases[] = {
-        {HINT_END, 0, {0x00010100, 0}, false, ""},
-        {HINT_END, 99, {0xffffffff00010100, 7}, false, ""},    // only 4 bytes count for IPv4
-        {HINT_END,
-         0,
-         {0x00010101, 3},
-         false,
+        {{0x00010100, 0}, "", HINT_END, 0},
+        {{0xffffffff00010100, 7}, "", HINT_END, 99},    // only 4 bytes count for IPv4
+        {{0x00010101, 3},
          "ERR PHU:[S:0.0.0.2.32][End Node incorrect][Mask:101013]"
-         "[Calculated Mask:01010000000000]\n"},
-        {HINT_SEARCH_END,
-         0,
-         {0x00010000, 0},
-         false,
+         "[Calculated Mask:01010000000000]\n",
+         HINT_END,
+         0},
+        {{0x00010000, 0},
          "ERR PHU:[S:0.0.0.2.32][Search End Node incorrect][Mask:100000]"
-         "[Calculated Mask:01010000000000]\n"},
-        {HINT_SEARCH, 24, {}, false, ""},
-        {HINT_SEARCH,
-         16,
-         {},
-         false,
-         "ERR PHU:[S:0.0.0.2.32][Search Node with Leafs - incorrect][bmsf:10][cal bmsf:18]\n"},
-        {4, 0, {}, false, ""},
+         "[Calculated Mask:01010000000000]\n",
+         HINT_SEARCH_END,
+         0},
+        {{}, "", HINT_SEARCH, 24},
+        {{},
+         "ERR PHU:[S:0.0.0.2.32][Search Node with Leafs - incorrect][bmsf:10][cal bmsf:18]\n",
+         HINT_SEARCH,
+         16},
+        {{}, "", 4, 0},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(int{c.state});
