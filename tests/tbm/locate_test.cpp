@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
-
 #include "tbm/access.h"
 #include "tests/support/capture.h"
 #include "tests/support/hand_tree.h"
@@ -61,36 +58,6 @@ TEST(Locate, EmptySlotsAndCyclesAreNotFollowed) {
     EXPECT_EQ(captured_pieces([&] { tn_locate(behind, path); }).size(), 1U);
     EXPECT_EQ(path.found, 0U);
     EXPECT_EQ(captured_pieces([&] { tn_subtree_count(node, count); }).size(), 1U);
-}
-
-/// The locator follows a node's own leaf; with the leaves hidden it must search the whole tree.
-TEST(Locate, FollowingALeafFindsWhatAFullSearchFinds) {
-    hand_tree tree;
-    std::vector<tn *> nodes;
-    for (const char *prefix : {"10.1.2.0/24", "10.16.0.0/16", "200.64.0.0/16", "2001:db8::/32"}) {
-        tn *end = tree.end_at(prefix, 30, 700);
-        end->in_lfarray = tree.make_leaf_array(1);
-        end->in_lfarray->la_leaves[0] = tree.make_leaf(prefix, 700);
-        nodes.push_back(end);
-    }
-    tn *upper = tree.search_at("10.0.0.0/8", 24, 700);
-    tree.add_leaf(upper, "10.0.0.0/8", 700);
-    nodes.push_back(tn_inode(upper));
-    for (const tn *node : nodes) {
-        tn_path followed;
-        tn_locate(node, followed);
-        const std::string text = tn_path_prefix_text(node);
-        node->in_lfarray->la_nnodes = 0;
-        tn_path searched;
-        tn_locate(node, searched);
-        EXPECT_EQ(searched.found, 1U);
-        EXPECT_EQ(followed.found, 1U);
-        EXPECT_EQ(followed.depth, searched.depth);
-        EXPECT_TRUE(
-            std::equal(searched.nodes, searched.nodes + searched.depth + 1, followed.nodes));
-        EXPECT_EQ(memcmp(followed.pieces, searched.pieces, 3 + searched.depth), 0);
-        EXPECT_EQ(text, tn_path_prefix_text(node));
-    }
 }
 
 TEST(Locate, LeafUnderAWrongKeyDoesNotMislead) {

@@ -39,9 +39,8 @@ TEST(InternalLookup, TriesEveryLengthLongestFirst) {
     tn *inode = tree.add_intern(tree.search_at("0.0.0.0/0", 18));
     const leaf *five = tree.add_leaf(inode, "8.0.0.0/5");
     tree.add_leaf(inode, "0.0.0.0/3");
-    const leaf *all = tree.add_leaf(inode, "0.0.0.0/0");
+    tree.add_leaf(inode, "0.0.0.0/0");
     EXPECT_EQ(*inode_longest_leaf(inode, 1), five);
-    EXPECT_EQ(*inode_longest_leaf(inode, 31), all);
     EXPECT_EQ(named(captured([&] { tbm_retrieve_leaf_local(inode, 2); }),
                     {{inode, "INODE"}, {inode->in_lfarray, "LA"}}),
               "tbm_retrieve_leaf_local inode INODE base_prefix_pos 0x1f, prefix 0x2, "
@@ -211,7 +210,6 @@ TEST_F(search_test, ArgumentsAreLengthDetailAndVrf) {
     EXPECT_EQ(reply_of(cmd_v6, 0, 0, 5000), "skip searching default prefix\n");
     v4(3024);
     EXPECT_EQ(tbm_search_detail, 3U);
-    EXPECT_EQ(occurrences(reply_of(cmd_v6, 0, 0, 24), "child array nodes"), 0U);
     EXPECT_EQ(occurrences(v4(2024), "child array nodes"), 3U);
     EXPECT_EQ(occurrences(v4(24), "child array nodes"), 0U);
 }
