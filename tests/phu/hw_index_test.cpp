@@ -113,10 +113,10 @@ TEST_F(hwidxr_test, ParentInTheRootBankIsNeverFound) {
     put(41, 7, search_image(1, 1 << 11 | 3));
     tree.phu()->stride[0].bank_bitmap = uint64_t{1} << 41;
     tree.phu()->stride[0].bank_used = 1;
-    EXPECT_EQ(show(0x01010003, 10).find("Parent"), std::string::npos);
+    EXPECT_FALSE(contains(show(0x01010003, 10), "Parent"));
     assign(40, 0);
     put(40, 4095, skip_image(1, 1 << 11 | 3, 0, 0));
-    EXPECT_NE(show(0x01010003, 10).find("Parent: HINT SKIP"), std::string::npos);
+    EXPECT_TRUE(contains(show(0x01010003, 10), "Parent: HINT SKIP"));
 }
 
 TEST_F(hwidxr_test, FailedReadsEndTheirStep) {
@@ -150,8 +150,8 @@ TEST_F(hwidxr_test, ReverseLookupTakesTheFirstInPreOrderAndNoInternalNode) {
     EXPECT_EQ(found[5], owners[5]);
     EXPECT_EQ(phu_find_tn_by_hw_index(0x07000000), nullptr) << "no index is not bank 0 node 0";
     node->sn_charray->ta_nodes[0] = parent;    // a cycle
-    EXPECT_NE(captured([&] { phu_find_tns_by_hw_index(0x030064, 65, found); }).find("walk stopped"),
-              std::string::npos);
+    EXPECT_TRUE(
+        contains(captured([&] { phu_find_tns_by_hw_index(0x030064, 65, found); }), "walk stopped"));
 }
 
 std::string walk_results(int indexes, int sn, int skip, int en, int stray_sn, int stray_en,
@@ -225,7 +225,7 @@ TEST_F(hwdis_test, RowsUpToTheHighestAndFullMasksInRowZero) {
               "total PHU search nodes: 1\n");
     hint(root, HINT_INIT, 0);
     root->sn_charray->ta_nnodes = 0;
-    EXPECT_NE(reply_of(cmd_hwdis).find("SCH_END END\ntotal"), std::string::npos) << "no rows";
+    EXPECT_TRUE(contains(reply_of(cmd_hwdis), "SCH_END END\ntotal")) << "no rows";
 }
 
 }    // namespace

@@ -95,9 +95,8 @@ TEST_F(search_test, HintDescentKeepsTheTrailAndSkipsTheCheck) {
     way.vrf_node->en_hw_index = 0x1000002;
     hint(way.end, HINT_INIT, 0x77);
     const std::string reply = v4();
-    EXPECT_EQ(reply.find("ERR PHU"), std::string::npos);
-    EXPECT_NE(reply.find("level 0 tn ROOT hint_ebmap 0x0000000000000001 next tn VRF\n"),
-              std::string::npos);
+    EXPECT_FALSE(contains(reply, "ERR PHU"));
+    EXPECT_TRUE(contains(reply, "level 0 tn ROOT hint_ebmap 0x0000000000000001 next tn VRF\n"));
     EXPECT_EQ(v4_from("  hint level"),
               "  hint level 1, phu hw index 0x01000001 hint mask 0x0000000000000000 "
               "0x0000000000000000\n");
@@ -142,7 +141,7 @@ TEST_F(search_test, EachFaultOfTheStoredHintDataGivesItsLine) {
         memcpy(way.end->hint_en_mask, &c.stored_mask, sizeof c.stored_mask);
         const std::string reply = v4();
         EXPECT_EQ(occurrences(reply, "ERR PHU"), c.line.empty() ? 0U : 1U);
-        EXPECT_NE(reply.find(c.line), std::string::npos) << reply;
+        EXPECT_TRUE(contains(reply, c.line)) << reply;
         EXPECT_EQ(v4_from("  hint level"),    // /16 and the node's bmsf, /24
                   format("  hint level 0, phu hw index 0x%08x hint mask 0x0001010000000000 "
                          "0x0000000000000000\n",
@@ -160,14 +159,14 @@ TEST(Search, Ipv6ComparesTheWholeMask) {
     memcpy(end->hint_en_mask, &end->int_mask, sizeof end->int_mask);
     const auto v6 = [] { return reply_of(cmd_v6, 0x20010db800000000, 1, 64); };
     const std::string reply = v6();
-    EXPECT_EQ(reply.find("ERR PHU"), std::string::npos);
+    EXPECT_FALSE(contains(reply, "ERR PHU"));
     EXPECT_EQ(reply.substr(reply.rfind("rc 0x")),
               "rc 0x0 leaf prefix len 50 (32)  prefix 2001:db8::/32\n"
               "prefix 0x20010db800000000 0000000000000001 hint level 0, phu hw index 0x05000001 "
               "hint mask 0x0000000100000000 0x0000000000000000\n");
     end->hint_en_mask[0] = 1;    // length 128
-    EXPECT_NE(v6().find("[End Node incorrect][Mask:1100000000][Calculated Mask:0100000000]\n"),
-              std::string::npos);
+    EXPECT_TRUE(
+        contains(v6(), "[End Node incorrect][Mask:1100000000][Calculated Mask:0100000000]\n"));
 }
 
 TEST_F(search_test, BestLeafOfTheDeepestHintedNodeStandsIn) {
@@ -181,24 +180,23 @@ TEST_F(search_test, BestLeafOfTheDeepestHintedNodeStandsIn) {
     way.node->par_bl_larray = tn_inode(way.vrf_node)->in_lfarray;
     hint(way.node, HINT_SEARCH, 1);
     way.end->par_bl_larray = tn_inode(way.node)->in_lfarray;
-    EXPECT_NE(v4().find("prefix len 18 (0)  prefix 0.0.0.0/0\n"), std::string::npos);
+    EXPECT_TRUE(contains(v4(), "prefix len 18 (0)  prefix 0.0.0.0/0\n"));
     hint(way.end, HINT_SEARCH, 2);
     const std::string reply = v4();
-    EXPECT_NE(named(reply, {{way.end->par_bl_larray, "BEST"}})
-                  .find("best leaf tn END la BEST offset 0\n"),
-              std::string::npos);
-    EXPECT_NE(reply.find("prefix len 26 (8)  prefix 10.0.0.0/8\n"), std::string::npos);
+    EXPECT_TRUE(contains(named(reply, {{way.end->par_bl_larray, "BEST"}}),
+                         "best leaf tn END la BEST offset 0\n"));
+    EXPECT_TRUE(contains(reply, "prefix len 26 (8)  prefix 10.0.0.0/8\n"));
     way.end->par_bl_offset = 1;    // beyond the array
-    EXPECT_NE(v4().find("prefix NULL"), std::string::npos);
+    EXPECT_TRUE(contains(v4(), "prefix NULL"));
 }
 
 TEST_F(search_test, EmptySlotsEndTheSearchWithItsCode) {
-    EXPECT_NE(v4(24, 64).find(nothing_found), std::string::npos);    // root slot 1
+    EXPECT_TRUE(contains(v4(24, 64), nothing_found));    // root slot 1
     way.node->sn_charray->ta_nodes[0] = nullptr;
-    EXPECT_NE(v4().find("next tn (nil)\n\nPHU search results:\n" + std::string(nothing_found)),
-              std::string::npos);
+    EXPECT_TRUE(
+        contains(v4(), "next tn (nil)\n\nPHU search results:\n" + std::string(nothing_found)));
     way.node->sn_charray->ta_nnodes = 0;
-    EXPECT_NE(v4().find(nothing_found), std::string::npos);
+    EXPECT_TRUE(contains(v4(), nothing_found));
     way.tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(v4(), "Search input: prefix 0x0a010200, mask len 24, vrf 0 \nNULL tbm_handle\n");
 }
@@ -224,10 +222,9 @@ TEST(Search, ChunkOf64OrMoreHasNoHintBit) {
     const leaf *key = tree.make_leaf("65.0.0.0/8");
     const std::string reply = captured([&] { tbm_search_hint(tree.handle(), key->key, result); });
     EXPECT_EQ(result.hint_level, 0);
-    EXPECT_NE(named(reply, {{node, "NODE"}, {child, "CHILD"}})
-                  .find("pfx 0x41 bitused 26 level 1 tn NODE sn_ebmap 0x0000000000010000 "
-                        "next tn CHILD\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(named(reply, {{node, "NODE"}, {child, "CHILD"}}),
+                         "pfx 0x41 bitused 26 level 1 tn NODE sn_ebmap 0x0000000000010000 "
+                         "next tn CHILD\n"));
 }
 
 TEST_F(search_test, CycleEndsWithItsLine) {
@@ -237,5 +234,5 @@ TEST_F(search_test, CycleEndsWithItsLine) {
     way.vrf_node->hint_ebmap = 5;    // more hint levels than the trail holds
     const std::string reply = reply_of(cmd_v4, 0, 24);
     EXPECT_EQ(occurrences(reply, "tree deeper than 64 levels"), 1U);
-    EXPECT_NE(reply.find("rc 0x4d7e8800"), std::string::npos);
+    EXPECT_TRUE(contains(reply, "rc 0x4d7e8800"));
 }

@@ -43,8 +43,7 @@ TEST_F(tn_test, OwnLineNamesParentCountAndPrefix) {
         EXPECT_EQ(tn_text(c.node, 1), c.line + c.place + plain.substr(c.line.size() + 1));
     }
     const tn *inode = tree.add_intern(way.node);
-    EXPECT_NE(tn_text(inode, 1).find(" parent: NODE child:1   2.0(0x0800)/12 vrf:5\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(tn_text(inode, 1), " parent: NODE child:1   2.0(0x0800)/12 vrf:5\n"));
     EXPECT_EQ(pieces_of(cmd_tn, number(way.end), 1)[5], "(0x");
 }
 
@@ -102,8 +101,7 @@ TEST_F(tn_test, SearchNodeShowsBitmapsAndChildren) {
     EXPECT_EQ(shown(2), head + children + "inode INODE in_lfarray is NULL\n\n");
     EXPECT_EQ(tn_text(node, 10, 11), "\n");
     node->sn_charray->ta_nodes[1] = nullptr;
-    EXPECT_NE(shown(0).find("  child  1 (nil) type:INVALID hw_index 0x00000000 inode:0\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(shown(0), "  child  1 (nil) type:INVALID hw_index 0x00000000 inode:0\n"));
     node->sn_charray->ta_nodes = nullptr;
     EXPECT_EQ(tn_text(node), head + "\n");
 }
@@ -178,12 +176,10 @@ TEST_F(tnbl_test, ListsChildrenWithTheLeafThatCoversThem) {
               "child idx 00 (00) child_tn FIRST (0x0800/12), longest match for child tn: (null)\n"
               "child idx 32 (01) child_tn END (0x0A00/12), longest match for child tn: "
               "10.0.0.0/7\n");
-    EXPECT_NE(tnbl(way.root).find("(0x/0), longest match for child tn: (null)\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(tnbl(way.root), "(0x/0), longest match for child tn: (null)\n"));
     EXPECT_EQ(tnbl(way.end), "tn END is not a search node\n");
     way.node->sn_charray->ta_nodes[1] = nullptr;
-    EXPECT_NE(tnbl(way.node).find("child idx 00 (00) child_tn (nil) ((null)), longest"),
-              std::string::npos);
+    EXPECT_TRUE(contains(tnbl(way.node), "child idx 00 (00) child_tn (nil) ((null)), longest"));
     way.node->sn_charray->ta_nnodes = 1;
     EXPECT_EQ(pieces_of(cmd_tnbl, number(way.node)).size(), 2U);
     tree.phu()->tbm_handle = nullptr;
