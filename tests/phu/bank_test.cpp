@@ -111,7 +111,7 @@ TEST_F(ckbank_test, HealthyBanksGiveResultsOnly) {
              "stride bank used sum 2, phu_ctx bank_bitmap ones 2 (exluced bank 40, 41)\n",
              "mask count    en node count\n   3               2\n",
          }) {
-        EXPECT_TRUE(contains(detailed, line)) << line << detailed;
+        EXPECT_TRUE(contains(detailed, line));
     }
 }
 
@@ -154,12 +154,12 @@ TEST_F(ckbank_test, InvalidIndexesAreReportedNineTimesAndCountedOn) {
 
 TEST_F(ckbank_test, WrongLevelIsReportedButNotCounted) {
     v4->hw_index = 0x18140001;
-    EXPECT_EQ(ckbank(),
-              "invalid level 24 found for hw index 0x18140001 tn V4\n" + results(3, 0, 0, 1, 1, 0));
-    v4->hw_index = 0x03140001;
+    v6->hw_index = 0x03140002;
     tree.phu()->stride[3].level = 0;
     EXPECT_EQ(ckbank(),
-              "invalid level 3 found for hw index 0x3140001 tn V4\n" + results(3, 0, 0, 1, 1, 0));
+              "invalid level 24 found for hw index 0x18140001 tn V4\n"
+              "invalid level 3 found for hw index 0x3140002 tn V6\n" +
+                  results(3, 0, 0, 1, 0, 0));
 }
 
 TEST_F(ckbank_test, MasksOfIpv4CompareInFourBytesAndOfIpv6InAll) {

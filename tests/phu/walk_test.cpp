@@ -119,14 +119,6 @@ TEST_F(walk_test, UnexpectedStateIsCountedTracedAndNotDescended) {
     EXPECT_EQ(syslog_lines, std::vector<std::string>{"0.0.5: Unexpected state incorrect: 9\n"});
 }
 
-TEST_F(walk_test, OnlyInternalNodesAmongTheChildrenAreNotWalked) {
-    middle->tn_flags = static_cast<uint16_t>(middle->tn_flags | TN_LEAF);
-    EXPECT_TRUE(contains(walk(1), "h:0002] E 0.0.5.32"));
-    EXPECT_TRUE(contains(walk(0), "\nLEAF leaf         0         0         2         0 "));
-    root->sn_charray->ta_nodes[0] = middle->sn_charray->ta_nodes[0];
-    EXPECT_TRUE(contains(walk(0), "tbm nodes: 4, "));
-}
-
 TEST_F(walk_test, MissingArraysAndSlotsAreNotFollowed) {
     v6->hint_state = HINT_INIT;
     end->in_lfarray->la_leaves[0] = nullptr;
