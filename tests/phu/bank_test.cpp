@@ -143,8 +143,9 @@ TEST_F(ckbank_test, InvalidIndexesAreReportedNineTimesAndCountedOn) {
     for (uint32_t i = 0; i < 12; ++i) {
         hint(tree.add_end(root, 40 + i), HINT_END, invalid[i % 4]);
     }
-    tree.phu()->bank[1].bank_size = 0xffff;    // does not open the way beyond the bitmap
-    hint(tree.add_end(root, 60), HINT_END, 0x01014000);
+    tree.phu()->bank[1].node_bitmap[32] = 1;    // node 2048 in use, beyond the bank's size
+    tree.phu()->bank[20].bank_size = 0xffff;    // does not open the way beyond the bitmap
+    hint(tree.add_end(root, 60), HINT_END, 0x02144000);
     const std::string reply = ckbank();
     EXPECT_EQ(occurrences(reply, "invalid bank id"), 9U);
     EXPECT_TRUE(

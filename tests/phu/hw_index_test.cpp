@@ -26,7 +26,7 @@ protected:
         parent = hint(tree.add_search(top, 0), HINT_SEARCH,
                       put(2, 9, search_image(2, 0xa000 + 4, 0, 1)));
         put(1, 3, end_image(0, 1));
-        put(2, 8, search_image(3, 0xa000 + 2));    // ends right before the node
+        put(2, 8, search_image(3, 0xa000 + 3));    // ends right before the node
         node = hint(tree.add_search(parent, 1), HINT_SEARCH,
                     put(20, 5, search_image(0x1f, 3 << 11 | 100, 0, 1)));
         for (uint32_t i = 0; i < 6; ++i) {
