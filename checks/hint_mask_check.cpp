@@ -10,12 +10,13 @@
 #include "checks/child_prefetch.h"
 #include "checks/commands.h"
 #include "checks/tree_facts.h"
-#include "debug_channel/readable.h"
+#include "debug_channel/contexts.h"
 #include "debug_channel/reply.h"
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
+#include "tbm/operator_node.h"
 
 namespace {
 
@@ -79,14 +80,16 @@ struct mask_sets {
     mask128 int_ext_ebmap{};    // internal mask, external masks, hinted children
 };
 
-mask_sets collect(const tn *node, bool hinted_node) {
+mask_sets collect(const tn *node, bool hinted_node, hmask_check_stats &stats) {
     mask_sets sets;
     sets.int_ext_ebmap = node->int_mask;
     if (!tn_is_search(node)) {
         sets.inode_child = tn_is_end(node) ? internal_length_mask(node) : mask128{};
         return sets;
     }
-    sets.inode_child = internal_length_mask(tn_inode(node));
+    stats.last_inode = tn_inode(node);
+    stats.last_inode_lengths = internal_length_mask(stats.last_inode);
+    sets.inode_child = stats.last_inode_lengths;
     if (hinted_node) {
         sets.int_ext_ebmap |= node->ext_mask;
     }
@@ -120,7 +123,8 @@ void report_int_ext(const tn *node, const mask128 &mask) {
 }
 
 void check_internal_node(const tn *inode, const tn *parent, hmask_check_stats &stats) {
-    const mask128 lengths = internal_length_mask(inode);
+    const mask128 lengths =
+        inode == stats.last_inode ? stats.last_inode_lengths : internal_length_mask(inode);
     if (!parent->hint_mask.contains(lengths)) {
         ++stats.inode_pfx_not_in_hint;
     }
@@ -185,7 +189,7 @@ void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
         return;
     }
     const bool hinted = has_hint(node);
-    const mask_sets sets = collect(node, hinted);
+    const mask_sets sets = collect(node, hinted, stats);
     if (hinted) {
         check_int_ext(node, sets, stats);
     }
@@ -194,9 +198,9 @@ void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
 
 void cmd_ckhmask(uint64_t start, uint64_t /*a2*/, uint64_t /*a3*/) {
     hmask_check_stats stats{};
-    auto *node = reinterpret_cast<tn *>(start);
-    if (node != nullptr) {
-        if (!operator_address_readable(start, sizeof(tn))) {
+    tn *node = start != 0 && tn_address_valid(start) ? operator_node(start) : nullptr;
+    if (start != 0) {
+        if (node == nullptr) {
             return;
         }
         plu_debug_printf("walk tn tree start from %p\n", static_cast<void *>(node));

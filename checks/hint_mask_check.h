@@ -15,6 +15,8 @@ struct hmask_check_stats {
     uint32_t inode_parent_match;
     uint32_t inode_parent_mismatch;
     uint32_t inode_pfx_not_in_hint;
+    const tn *last_inode;    // internal node of the node checked last: the walk visits it next
+    mask128 last_inode_lengths;
 };
 
 /// Checks one node; a phu_tree_visitor whose state is an hmask_check_stats.

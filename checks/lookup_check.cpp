@@ -12,11 +12,11 @@
 #include "checks/plu_phu_lookup.h"
 #include "checks/tree_facts.h"
 #include "debug_channel/contexts.h"
-#include "debug_channel/readable.h"
 #include "debug_channel/reply.h"
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
 #include "tbm/key.h"
+#include "tbm/operator_node.h"
 
 namespace {
 
@@ -114,9 +114,9 @@ void check_leaves(const tn *node, lkup_check_stats &stats, leaf_lookup lookup,
 bool walk_leaves(uint64_t start, uint64_t verbose, lkup_check_stats &stats,
                  void (*visitor)(tn *, void *, uint32_t, tn *)) {
     stats.verbose = verbose != 0 ? 1 : 0;
-    auto *node = reinterpret_cast<tn *>(start);
-    if (node != nullptr) {
-        if (!operator_address_readable(start, sizeof(tn))) {
+    tn *node = start != 0 && tn_address_valid(start) ? operator_node(start) : nullptr;
+    if (start != 0) {
+        if (node == nullptr) {
             return false;
         }
         plu_debug_printf("walk tn tree start from %p\n", static_cast<void *>(node));

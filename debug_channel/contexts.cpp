@@ -11,12 +11,14 @@ plu_function_table f_vector = {};
 }
 
 tbm_handle_record *tbm_handle_derive() {
-    plu_ctx = plu_shm_ctx->context;
-    if (plu_ctx == nullptr) {
-        phu_ctx = nullptr;
+    // The last contexts stay when the block has just lost its pointer: a command goes on reading
+    // them.
+    plu_context *context = plu_shm_ctx->context;
+    if (context == nullptr) {
         return nullptr;
     }
-    phu_ctx = &plu_ctx->phu;
+    plu_ctx = context;
+    phu_ctx = &context->phu;
     return phu_ctx->tbm_handle;
 }
 
@@ -29,11 +31,8 @@ tbm_handle_record *tbm_handle_or_report() {
 }
 
 tree_array *tbdb_root_of(const tbm_handle_record *handle) {
-    if (handle == nullptr || handle->tbdb_root == nullptr ||
-        handle->tbdb_root->ta_nodes == nullptr) {
-        return nullptr;
-    }
-    return handle->tbdb_root;
+    tree_array *root = handle == nullptr ? nullptr : handle->tbdb_root;
+    return root == nullptr || root->ta_nodes == nullptr ? nullptr : root;
 }
 
 const tn *phu_shm_start() {

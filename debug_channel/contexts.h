@@ -34,12 +34,13 @@ extern PLU_EXPORT plu_function_table f_vector;
 }
 
 /// Derives plu_ctx and phu_ctx afresh from the shared PLU block, which must have been located.
-/// Returns the tree's handle, null when there is no tree; sends nothing.
+/// Returns the tree's handle, null when there is no tree or no context any more (both pointers then
+/// keep their values); sends nothing.
 tbm_handle_record *tbm_handle_derive();
 
 /// The tree's handle from the current phu_ctx; null when there is no tree.
 inline tbm_handle_record *tbm_handle_current() {
-    return phu_ctx->tbm_handle;
+    return phu_ctx == nullptr ? nullptr : phu_ctx->tbm_handle;
 }
 
 /// tbm_handle_current, or null after sending "NULL tbm_handle\n".

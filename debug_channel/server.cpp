@@ -8,7 +8,7 @@
 #include "debug_channel/request.h"
 #include "platform/osag.h"
 
-int32_t mqr = 0;
+int32_t mqr = -1;
 
 namespace {
 

@@ -1,5 +1,3 @@
-#include <cstring>
-
 #include "debug_channel/commands.h"
 #include "debug_channel/contexts.h"
 #include "debug_channel/readable.h"
@@ -24,17 +22,21 @@ void cmd_rootsn(uint64_t /*a1*/, uint64_t /*a2*/, uint64_t /*a3*/) {
 }
 
 void cmd_setbmsf(uint64_t address, uint64_t bmsf, uint64_t /*a3*/) {
-    if (!tn_address_valid(address) || !operator_address_readable(address, sizeof(tn))) {
+    if (!tn_address_valid(address)) {
         return;
     }
-    // A typed address need not be aligned as a node's is.
-    tn node;
-    memcpy(&node, reinterpret_cast<const void *>(address), sizeof node);
-    if (!tn_is_search(&node)) {
+    if (address % alignof(tn) != 0) {    // no node begins there: another field would be hit
+        plu_debug_printf("address 0x%lx is not readable\n", address);
+        return;
+    }
+    if (!operator_address_readable(address, sizeof(tn))) {
+        return;
+    }
+    if (!tn_is_search(reinterpret_cast<const tn *>(address))) {
         plu_debug_printf("skip setting bmsf for internal node\n");
         return;
     }
-    if (!operator_address_writable(address, offsetof(tn, bmsf) + sizeof node.bmsf)) {
+    if (!operator_address_writable(address, offsetof(tn, bmsf) + sizeof(tn::bmsf))) {
         return;
     }
     *reinterpret_cast<volatile uint8_t *>(address + offsetof(tn, bmsf)) =

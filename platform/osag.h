@@ -16,6 +16,5 @@ int osag_mq_unlink(const char *name);
 size_t kq_strlcpy(char *destination, const char *source, size_t size);
 
 /// Opens a shared library by file name with mode 0. Returns its handle, null on failure.
-// The double-underscore-free name with a leading underscore is the platform's own.
 void *_dlopen(const char *file, int mode);
 }

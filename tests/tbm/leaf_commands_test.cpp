@@ -10,12 +10,8 @@
 
 namespace {
 
-uint64_t address(const void *record) {
-    return reinterpret_cast<uint64_t>(record);
-}
-
 std::string showla(const void *array, uint64_t force = 0) {
-    return captured([&] { cmd_showla(address(array), force, 0); });
+    return captured([&] { cmd_showla(number(array), force, 0); });
 }
 
 std::string la_line(const leaf_array *array, const tn *owner) {
@@ -110,7 +106,7 @@ std::string lines(const counters &c) {
 }
 
 std::string cntpfx(const tn *start = nullptr) {
-    return captured([&] { cmd_cntpfx(address(start), 0, 0); });
+    return captured([&] { cmd_cntpfx(number(start), 0, 0); });
 }
 
 }    // namespace

@@ -10,12 +10,8 @@
 
 namespace {
 
-uint64_t address(const void *record) {
-    return reinterpret_cast<uint64_t>(record);
-}
-
 std::string tn_text(const tn *node, uint64_t options = 0, uint64_t mode = 0) {
-    return captured([&] { cmd_tn(address(node), options, mode); });
+    return captured([&] { cmd_tn(number(node), options, mode); });
 }
 
 std::string hints(const tn *node) {
@@ -80,7 +76,7 @@ TEST(TnCommand, ChainShowsEveryAncestorBelowTheRoot) {
     EXPECT_EQ(tn_text(way.end, 5, 11), tn_text(way.end, 0, 11));
     EXPECT_EQ(tn_text(way.vrf_node, 5), tn_text(way.vrf_node, 1));
     EXPECT_EQ(tn_text(way.root, 5), tn_text(way.root, 1));
-    const auto pieces = captured_pieces([&] { cmd_tn(address(way.end), 1, 0); });
+    const auto pieces = captured_pieces([&] { cmd_tn(number(way.end), 1, 0); });
     const std::vector<std::string> place(pieces.begin() + 2, pieces.begin() + 10);
     EXPECT_EQ(place,
               (std::vector<std::string>{"2", ".", "32", "(0x", "0A", "00", ")/12", " vrf:5\n"}));
@@ -167,15 +163,15 @@ TEST(TnCommand, InternalNodeHasItsOwnerAsParent) {
 
 TEST(TnCommand, RefusesAddressesThatAreNoNodes) {
     small_way way;
-    const uint64_t below = address(plu_shm_ctx) - 8;
+    const uint64_t below = number(plu_shm_ctx) - 8;
     const uint64_t unmapped = 0x7ffffffff000;
     for (const auto &command : {cmd_tn, cmd_tnwalk, cmd_tnbl}) {
         EXPECT_EQ(captured([&] { command(below, 15, 0); }),
                   format("invalid tn addr: 0x%lx\n", below));
         EXPECT_EQ(captured([&] { command(unmapped, 15, 0); }),
                   format("address 0x%lx is not readable\n", unmapped));
-        EXPECT_EQ(captured([&] { command(address(way.end) + 4, 0, 0); }),
-                  format("address 0x%lx is not readable\n", address(way.end) + 4));
+        EXPECT_EQ(captured([&] { command(number(way.end) + 4, 0, 0); }),
+                  format("address 0x%lx is not readable\n", number(way.end) + 4));
     }
     way.node->sn_charray = reinterpret_cast<tree_array *>(unmapped);
     EXPECT_EQ(tn_text(way.node), format("address 0x%lx is not readable\n", unmapped));
@@ -199,9 +195,9 @@ TEST(TnWalk, Mode11ListsLeavesAndAnEmptyLinePerNode) {
                                         static_cast<void *>(tn_inode(way.node)->in_lfarray)) +
                                  format("in_lfarray->la_nnodes 1 (la %p\n  10.1.0.0/16\n\n",
                                         static_cast<void *>(way.end->in_lfarray));
-    EXPECT_EQ(captured([&] { cmd_tnwalk(address(way.vrf_node), 11, 0); }), expected);
+    EXPECT_EQ(captured([&] { cmd_tnwalk(number(way.vrf_node), 11, 0); }), expected);
     EXPECT_EQ(
-        captured([&] { cmd_tnwalk(address(way.vrf_node), 5, 0); }),
+        captured([&] { cmd_tnwalk(number(way.vrf_node), 5, 0); }),
         tn_text(way.vrf_node) + tn_text(way.node) + tn_text(tn_inode(way.node)) + tn_text(way.end));
 }
 
@@ -212,7 +208,7 @@ TEST(TnWalk, CycleEndsTheWalkAsAWhole) {
     way.tree.add_search(twin, 2);
     twin->sn_charray->ta_nodes[0] = way.node;
     twin->sn_charray->ta_nodes[1] = way.node;
-    const auto pieces = captured_pieces([&] { cmd_tnwalk(address(way.node), 11, 0); });
+    const auto pieces = captured_pieces([&] { cmd_tnwalk(number(way.node), 11, 0); });
     EXPECT_EQ(pieces.size(), 65U);
     EXPECT_EQ(pieces.back().find("tree deeper than 64 levels"), 0U);
 }
@@ -229,7 +225,7 @@ TEST(TnBl, ListsChildrenWithTheLeafThatCoversThem) {
             "child idx 32 (01) child_tn %p (0x0A00/12), longest match for child tn: "
             "10.0.0.0/7\n",
             static_cast<void *>(way.end));
-    auto tnbl = [](const tn *node) { return captured([&] { cmd_tnbl(address(node), 0, 0); }); };
+    auto tnbl = [](const tn *node) { return captured([&] { cmd_tnbl(number(node), 0, 0); }); };
     EXPECT_EQ(tnbl(way.node), expected);
     EXPECT_NE(tnbl(way.root).find("(0x/0), longest match for child tn: (null)\n"),
               std::string::npos);
@@ -238,9 +234,9 @@ TEST(TnBl, ListsChildrenWithTheLeafThatCoversThem) {
     EXPECT_NE(tnbl(way.node).find("child idx 00 (00) child_tn (nil) ((null)), longest"),
               std::string::npos);
     way.node->sn_charray->ta_nnodes = 1;
-    EXPECT_EQ(captured_pieces([&] { cmd_tnbl(address(way.node), 0, 0); }).size(), 2U);
+    EXPECT_EQ(captured_pieces([&] { cmd_tnbl(number(way.node), 0, 0); }).size(), 2U);
     way.tree.phu()->tbm_handle = nullptr;
-    EXPECT_EQ(captured_pieces([&] { cmd_tnbl(address(way.node), 0, 0); })[1], "NULL tbm_handle\n");
+    EXPECT_EQ(captured_pieces([&] { cmd_tnbl(number(way.node), 0, 0); })[1], "NULL tbm_handle\n");
     way.node->sn_ebmap = 0;
     EXPECT_EQ(tnbl(way.node), "ones 0, nnodes 1\n");
 }
@@ -251,7 +247,7 @@ TEST(TnBl, FirstSlotOfAGroupFollowsTheStride) {
     tree.add_end(node, 2);
     const tn *shown = tree.add_end(node, 6);
     tree.add_intern(node);
-    const auto pieces = captured_pieces([&] { cmd_tnbl(address(node), 0, 0); });
+    const auto pieces = captured_pieces([&] { cmd_tnbl(number(node), 0, 0); });
     EXPECT_EQ(pieces[2],
               format("child idx 03 (01) child_tn %p (0x0C/6), longest match for child tn: (null)\n",
                      static_cast<const void *>(shown)));

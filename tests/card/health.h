@@ -1,0 +1,15 @@
+// What holds on a healthy card, as test expectations.
+#pragma once
+
+#include "tests/card/powered_card.h"
+
+/// Every checker is clean, and every prefix of the model is found by both lookup paths.
+void expect_healthy(const TableModel &model);
+
+/// The figures of banksum, hwidxwalk, hwdis, ckbank, dump and walk belong together: nodes in use
+/// are the tree nodes' own nodes, one match-end node per SEARCH_END node, and what waits to be
+/// flushed.
+void expect_sums_agree();
+
+/// The hardware lookup of a prefix's address ends at a node that names the longest match's length.
+void expect_hardware_names_match(const simcard::Key &key, const pfx_entry &entry);
