@@ -1,8 +1,8 @@
 #include "bench/bare_walk.h"
 
 #include "debug_channel/contexts.h"
-#include "phu/node_read.h"
 #include "phu/node_image.h"
+#include "phu/node_read.h"
 
 namespace {
 
@@ -71,10 +71,9 @@ struct with_node_reads {
             return;
         }
         uint8_t image[32];
-        totals.reads += f_vector.ot_csr_read(0,
-                                             phu_bank_node_addr(hw_index_bank(hw_index),
-                                                                hw_index_node(hw_index)),
-                                             1, 1, image) == 0
+        totals.reads += f_vector.ot_csr_read(
+                            0, phu_bank_node_addr(hw_index_bank(hw_index), hw_index_node(hw_index)),
+                            1, 1, image) == 0
                             ? 1
                             : 0;
         totals.sum += image[0];

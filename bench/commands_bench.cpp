@@ -1,6 +1,7 @@
-// bench_commands [--table=COUNT|FILE] [--order=loaded|random] [--repetitions=N]: every command that
-// touches the whole tree next to a bare walk over the same records, the library's own time, the
-// heavy commands on one node and the single lookups, with a counting sink.
+// bench_commands [--table=COUNT|FILE] [--order=loaded|random] [--repetitions=N]
+// [--filter=REGEX]: every command that touches the whole tree next to a bare walk over the same
+// records, the library's own time, the heavy commands on one node and the single lookups, with a
+// counting sink.
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
@@ -23,12 +24,9 @@ struct walk_row {
     bare_walk walk;
 };
 constexpr walk_row walks[] = {
-    {"walk_nodes", walk_nodes},
-    {"walk_leaf_arrays", walk_leaf_arrays},
-    {"walk_leaves", walk_leaves},
-    {"walk_internal_leaves", walk_internal_leaves},
-    {"walk_covers", walk_covers},
-    {"walk_node_reads", walk_node_reads},
+    {"walk_nodes", walk_nodes},   {"walk_leaf_arrays", walk_leaf_arrays},
+    {"walk_leaves", walk_leaves}, {"walk_internal_leaves", walk_internal_leaves},
+    {"walk_covers", walk_covers}, {"walk_node_reads", walk_node_reads},
 };
 
 /// A whole-tree command, the walk over what it must touch and the ratio it may take; 0: no target.
@@ -129,7 +127,7 @@ public:
         verify_node_commands();
     }
 
-    void run(int repetitions) {
+    void run(int repetitions, const std::string &filter) {
         for (const walk_row &row : walks) {
             timings_.add(row.name, [&row] { sum_ += row.walk(card_root()).sum; });
         }
@@ -144,7 +142,7 @@ public:
         timings_.add("library_of_cklkup", [&] { sum_ += searches.repeat(); });
         timings_.add("library_of_cklkuphw", [&] { sum_ += hardware.repeat(); });
         add_singles();
-        timings_.run(repetitions);
+        timings_.run(repetitions, filter);
     }
 
     void print(const std::string &name) const {
@@ -272,7 +270,7 @@ int main(int argc, char **argv) {
     print_shape(name, table);
     command_measurements measurements(table);
     measurements.verify();
-    measurements.run(repetitions);
+    measurements.run(repetitions, argument(argc, argv, "filter", "."));
     measurements.print(name);
     return 0;
 }

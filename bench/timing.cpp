@@ -17,8 +17,7 @@ public:
             if (run.run_type != Run::RT_Iteration) {
                 continue;
             }
-            const double ns =
-                1e9 * run.cpu_accumulated_time / static_cast<double>(run.iterations);
+            const double ns = 1e9 * run.cpu_accumulated_time / static_cast<double>(run.iterations);
             const auto [place, first] = times.emplace(run.run_name.function_name, ns);
             place->second = first ? ns : std::min(place->second, ns);
         }
@@ -28,8 +27,7 @@ public:
 
 }    // namespace
 
-void timings::add(const std::string &name, const std::function<void()> &action,
-                  double operations) {
+void timings::add(const std::string &name, const std::function<void()> &action, double operations) {
     operations_[name] = operations;
     benchmark::RegisterBenchmark(name.c_str(), [action](benchmark::State &state) {
         for (auto unused : state) {
@@ -39,12 +37,14 @@ void timings::add(const std::string &name, const std::function<void()> &action,
     })->Iterations(1);
 }
 
-void timings::run(int repetitions) {
+void timings::run(int repetitions, const std::string &filter) {
     std::string count = "--benchmark_repetitions=" + std::to_string(repetitions);
     std::string order = "--benchmark_enable_random_interleaving=true";
+    std::string chosen = "--benchmark_filter=" + filter;
     std::string program = "bench";
-    std::vector<char *> arguments = {program.data(), count.data(), order.data(), nullptr};
-    int argc = 3;
+    std::vector<char *> arguments = {program.data(), count.data(), order.data(), chosen.data(),
+                                     nullptr};
+    int argc = 4;
     benchmark::Initialize(&argc, arguments.data());
     smallest_times reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -54,8 +54,7 @@ void timings::run(int repetitions) {
     }
 }
 
-std::string argument(int argc, char **argv, const std::string &name,
-                     const std::string &otherwise) {
+std::string argument(int argc, char **argv, const std::string &name, const std::string &otherwise) {
     const std::string start = "--" + name + "=";
     for (int i = 1; i < argc; ++i) {
         if (std::string_view(argv[i]).starts_with(start)) {

@@ -10,11 +10,15 @@ public:
     /// Plans a measurement of `action`, which does `operations` of the same kind.
     void add(const std::string &name, const std::function<void()> &action, double operations = 1);
 
-    /// Runs everything planned, each `repetitions` times in random order.
-    void run(int repetitions);
+    /// Runs what is planned and matches a regular expression, each `repetitions` times in random
+    /// order.
+    void run(int repetitions, const std::string &filter);
 
-    /// Smallest time of one operation in nanoseconds.
-    [[nodiscard]] double ns(const std::string &name) const { return ns_.at(name); }
+    /// Smallest time of one operation in nanoseconds; 0 for what was not run.
+    [[nodiscard]] double ns(const std::string &name) const {
+        const auto found = ns_.find(name);
+        return found == ns_.end() ? 0 : found->second;
+    }
 
 private:
     std::map<std::string, double> operations_;
