@@ -10,6 +10,7 @@
 #include "checks/child_prefetch.h"
 #include "checks/commands.h"
 #include "checks/tree_facts.h"
+#include "debug_channel/contexts.h"
 #include "debug_channel/reply.h"
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
@@ -197,7 +198,7 @@ void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
 
 void cmd_ckhmask(uint64_t start, uint64_t /*a2*/, uint64_t /*a3*/) {
     hmask_check_stats stats{};
-    tn *node = start == 0 ? nullptr : operator_node(start);
+    tn *node = start != 0 && tn_address_valid(start) ? operator_node(start) : nullptr;
     if (start != 0) {
         if (node == nullptr) {
             return;

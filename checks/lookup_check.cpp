@@ -114,7 +114,7 @@ void check_leaves(const tn *node, lkup_check_stats &stats, leaf_lookup lookup,
 bool walk_leaves(uint64_t start, uint64_t verbose, lkup_check_stats &stats,
                  void (*visitor)(tn *, void *, uint32_t, tn *)) {
     stats.verbose = verbose != 0 ? 1 : 0;
-    tn *node = start == 0 ? nullptr : operator_node(start);
+    tn *node = start != 0 && tn_address_valid(start) ? operator_node(start) : nullptr;
     if (start != 0) {
         if (node == nullptr) {
             return false;

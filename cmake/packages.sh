@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the scripts: installs what is missing, and nothing when all is there.
 
 # have_packages PACKAGE...: true when every Debian package is installed.
@@ -33,7 +34,8 @@ need_packages() {
             -o Dpkg::Use-Pty=0 "${missing[@]}" </dev/null >/dev/null
 }
 
-build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev python3 libreadline-dev)
+# shellcheck disable=SC2034  # used by the scripts that source this
+build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev python3)
 
 # build_preset PRESET: configures once and builds; quiet unless something fails.
 build_preset() {

@@ -19,6 +19,7 @@ void Banks::set_up(phu_context &context) {
     context_ = &context;
     waiting_.clear();
     waiting_nodes_ = 0;
+    avoided_ = 0;
     freed_ = false;
     for (int b = 0; b < phu_banks; ++b) {
         phu_bank_record &bank = context.bank[b];
@@ -42,12 +43,13 @@ std::optional<Block> Banks::allocate(int level, uint32_t nodes) {
 }
 
 std::optional<Block> Banks::allocate_now(int level, uint32_t nodes) {
-    for (uint64_t left = context_->stride[level].bank_bitmap; left != 0; left &= left - 1) {
+    const uint64_t usable = context_->stride[level].bank_bitmap & ~avoided_;
+    for (uint64_t left = usable; left != 0; left &= left - 1) {
         if (auto block = allocate_in(static_cast<uint32_t>(__builtin_ctzll(left)), nodes)) {
             return block;
         }
     }
-    const auto bank = assign_bank(level);
+    const auto bank = avoided_ != 0 ? std::nullopt : assign_bank(level);
     return bank ? allocate_in(*bank, nodes) : std::nullopt;
 }
 
@@ -168,6 +170,29 @@ bool Banks::reclaim() {
         any = true;
     }
     return any;
+}
+
+uint64_t Banks::sparse() const {
+    uint64_t result = 0;
+    for (int level = 1; level < phu_stride_levels; ++level) {
+        int32_t room = 0;
+        int32_t fewest = phu_large_bank_nodes + 1;
+        uint32_t emptiest = 0;
+        for (uint64_t left = context_->stride[level].bank_bitmap; left != 0; left &= left - 1) {
+            const auto b = static_cast<uint32_t>(__builtin_ctzll(left));
+            const phu_bank_record &bank = context_->bank[b];
+            room += bank.bank_size - bank.node_used;
+            if (bank.node_used < fewest) {
+                fewest = bank.node_used;
+                emptiest = b;
+            }
+        }
+        if (fewest <= phu_large_bank_nodes &&
+            room - (context_->bank[emptiest].bank_size - fewest) >= fewest) {
+            result |= bit(emptiest);
+        }
+    }
+    return result;
 }
 
 bool Banks::take_freed() {

@@ -39,6 +39,14 @@ public:
     /// Starts a new operation: what was released before may be taken back when room is short.
     void next_operation() { ++operation_; }
 
+    /// Banks worth emptying: of each level with several, the one with the fewest nodes in use when
+    /// the others have room for them. Bit b: bank b.
+    [[nodiscard]] uint64_t sparse() const;
+
+    /// Keeps new blocks out of some banks, and takes no further bank, until called with 0.
+    void avoid(uint64_t banks) { avoided_ = banks; }
+    [[nodiscard]] bool avoided(uint32_t bank) const { return (avoided_ >> bank & 1) != 0; }
+
     /// True when nodes were freed since the last call.
     bool take_freed();
 
@@ -66,6 +74,7 @@ private:
     phu_context *context_ = nullptr;
     std::deque<Waiting> waiting_;
     std::array<uint32_t, phu_banks> longest_run_{};    // upper bound of each bank's free runs
+    uint64_t avoided_ = 0;
     uint32_t waiting_nodes_ = 0;
     uint64_t operation_ = 0;
     uint64_t tick_ = 0;

@@ -305,12 +305,16 @@ Block Mirror::place(const tn *node, int level, const Block &old, Choice &choice)
         const uint32_t match_end = !masks.empty() || node->bmsf != 0 ? 1 : 0;
         const uint32_t nodes =
             match_end + static_cast<uint32_t>(__builtin_popcountll(choice.hinted));
-        if (old.nodes == nodes && choice.hinted == node->hint_ebmap &&
-            match_end == phu_word_me(node->hint_sn_word)) {
+        const bool fits_old = old.nodes == nodes && choice.hinted == node->hint_ebmap &&
+                              match_end == phu_word_me(node->hint_sn_word);
+        if (fits_old && !banks_.avoided(old.bank)) {
             return old;
         }
         if (const auto block = banks_.allocate(level + 1, nodes)) {
             return *block;
+        }
+        if (fits_old) {
+            return old;
         }
         choice.hinted = choice.hinted == choice.needed ? 0 : choice.needed;
         choice.ext = lengths_below(node, node->sn_ebmap & ~choice.hinted);
@@ -366,9 +370,17 @@ void Mirror::write_image(const tn *node) {
 }
 
 void Mirror::fill_holes() {
-    if (starved_ == 0 || !banks_.take_freed()) {
-        return;
+    if (starved_ != 0 && banks_.take_freed()) {
+        fill_all();
     }
+    if (starved_ != 0) {
+        banks_.avoid(banks_.sparse());
+        fill_all();
+        banks_.avoid(0);
+    }
+}
+
+void Mirror::fill_all() {
     banks_.next_operation();
     const tree_array &root = tree_.root();
     for (int slot = 0; slot < root.ta_nnodes; ++slot) {
@@ -379,7 +391,8 @@ void Mirror::fill_holes() {
 }
 
 void Mirror::fill_below(tn *node, int level) {
-    if (is_starved(node)) {
+    const Block block = child_block(node);
+    if (is_starved(node) || (block.nodes != 0 && banks_.avoided(block.bank))) {
         Inputs in;
         in.hinted = true;
         in.bmsf = node->bmsf;

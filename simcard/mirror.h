@@ -28,7 +28,8 @@ public:
     /// Gives the hardware child block of a node back that is about to leave the tree.
     void forget(tn *node, int level);
 
-    /// Tries again to hint what could not be hinted for lack of bank room.
+    /// Tries again to hint what could not be hinted for lack of bank room; where that does not
+    /// help, moves blocks together so that banks become free for other levels.
     void fill_holes();
 
     /// Nodes whose children could not be hinted for lack of bank room.
@@ -68,6 +69,7 @@ private:
     void count_unhinted(tn *node, int level, uint32_t children, bool starved);
     void write_end_node(const tn *node, uint32_t hw_index);
     void write_image(const tn *node);
+    void fill_all();
     void fill_below(tn *node, int level);
     [[nodiscard]] bool on_path(const tn *node, int level) const;
     [[nodiscard]] uint64_t path_bit(const tn *node, int level) const;

@@ -146,7 +146,9 @@ TEST_F(HintMaskCheck, StartNodeIsCheckedWithoutParent) {
     const tn *inode = tn_inode(top);
     EXPECT_EQ(run(inode), format("walk tn tree start from %p\n", static_cast<const void *>(inode)) +
                               summary({1, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(captured([] { cmd_ckhmask(0x10, 0, 0); }), "address 0x10 is not readable\n");
+    EXPECT_EQ(captured([] { cmd_ckhmask(0x10, 0, 0); }), "invalid tn addr: 0x10\n");
+    EXPECT_EQ(captured([] { cmd_ckhmask(0x7ffffffff000, 0, 0); }),
+              "address 0x7ffffffff000 is not readable\n");
 }
 
 TEST_F(HintMaskCheck, SlotsBehindTheLastGroupCountAsItsOwn) {

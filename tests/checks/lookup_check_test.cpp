@@ -94,8 +94,8 @@ TEST_F(LookupCheck, OnlyLeavesBelowTheRootsAreVisited) {
     EXPECT_EQ(run_hw(), hw_summary({3, 3, 0, 0}));
     EXPECT_EQ(run(number(node)), format("walk tn tree start from %p\n", static_cast<void *>(node)) +
                                      summary({1, 1, 0, 0, 0}));
-    EXPECT_EQ(run(0x20), "address 0x20 is not readable\n");
-    EXPECT_EQ(run_hw(0x20), "address 0x20 is not readable\n");
+    EXPECT_EQ(run(0x7ffffffff000), "address 0x7ffffffff000 is not readable\n");
+    EXPECT_EQ(run_hw(0x7ffffffff000), "address 0x7ffffffff000 is not readable\n");
     inode->in_lfarray = nullptr;
     node->in_lfarray->la_nnodes = -5;
     EXPECT_EQ(run(), summary({}));

@@ -69,7 +69,7 @@ long next_number(std::string &text) {
     return number;
 }
 
-void behave(queue_pair &queues, std::string behaviour) {
+void behave(queue_pair &queues, const std::string &behaviour) {
     const size_t colon = behaviour.find(':');
     const std::string kind = behaviour.substr(0, colon);
     std::string rest = colon == std::string::npos ? "" : behaviour.substr(colon + 1);

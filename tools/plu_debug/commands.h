@@ -16,22 +16,22 @@ enum class family { none, v4, v6 };
 struct keyword {
     const char *name;
     const char *value;    // what follows it, as help names it; null for a bare word
-    int slot;             // 0 for a1, 1 for a2, 2 for a3
     uint64_t weight;      // added to the slot: times the value, or as it is for a bare word
-    uint64_t max = UINT64_MAX;
-    bool alone = false;      // no other word may share its slot
-    bool sets_a3 = false;    // also makes a3 1
+    uint64_t max;         // the largest value
+    int slot;             // 0 for a1, 1 for a2, 2 for a3
+    bool alone;           // no other word may share its slot
+    bool sets_a3;         // also makes a3 1
 };
 
 struct command {
     const char *name;
     const char *help;                       // as the process lists it
+    const char *meaning;                    // one line for people
     family prefix;                          // a prefix may stand in place of the numbers
-    std::array<const char *, 3> numbers;    // what a1, a2, a3 mean; null when unused
     int required;                           // how many numbers it needs at least
+    std::array<const char *, 3> numbers;    // what a1, a2, a3 mean; null when unused
     std::span<const keyword> keywords;
     bool changes_state;
-    const char *meaning;    // one line for people
 };
 
 /// The 36 rows in the process's order.

@@ -66,8 +66,8 @@ exchange_result take_turn(turn_lock &lock, milliseconds limit) {
 
 class conversation {
 public:
-    conversation(turn_lock &lock, channel &queues, milliseconds limit)
-        : lock_(lock), queues_(queues), limit_(limit) {}
+    conversation(turn_lock &lock, channel &queues, const time_limits &limits)
+        : lock_(lock), queues_(queues), limits_(limits) {}
 
     exchange_result run(const plu_debug_request &request, reply_reader &reader);
 
@@ -80,7 +80,7 @@ private:
 
     turn_lock &lock_;
     channel &queues_;
-    milliseconds limit_;
+    time_limits limits_;
 };
 
 exchange_result conversation::send(const plu_debug_request &request) {
@@ -107,7 +107,7 @@ exchange_result conversation::synchronise() {
     if (result.kind != outcome::done) {
         return result;
     }
-    reply_wait wait(queues_, limit_);
+    reply_wait wait(queues_, limits_);
     slow_notice slow("draining the reply of a command whose client left");
     bool answered = false;
     for (;;) {
@@ -125,7 +125,7 @@ exchange_result conversation::synchronise() {
 }
 
 exchange_result conversation::drain_to_end() {
-    reply_wait wait(queues_, limit_);
+    reply_wait wait(queues_, limits_);
     slow_notice slow("interrupted; draining the rest of the reply (Ctrl-C again leaves at once)");
     for (;;) {
         const reply_wait::step step = wait.next(&slow, 1);
@@ -137,7 +137,7 @@ exchange_result conversation::drain_to_end() {
 }
 
 exchange_result conversation::relay(reply_reader &reader) {
-    reply_wait wait(queues_, limit_);
+    reply_wait wait(queues_, limits_);
     bool first = true;
     bool foreign = false;
     for (;;) {
@@ -191,10 +191,10 @@ exchange_result conversation::run(const plu_debug_request &request, reply_reader
 
 }    // namespace
 
-exchange_result exchange(const plu_debug_request &request, milliseconds limit,
+exchange_result exchange(const plu_debug_request &request, const time_limits &limits,
                          reply_reader &reader) {
     turn_lock lock;
-    exchange_result result = take_turn(lock, limit);
+    exchange_result result = take_turn(lock, limits.first);
     if (result.kind != outcome::done) {
         return result;
     }
@@ -203,7 +203,7 @@ exchange_result exchange(const plu_debug_request &request, milliseconds limit,
     if (error != 0) {
         result = explain_open_failure(error);
     } else {
-        result = conversation(lock, queues, limit).run(request, reader);
+        result = conversation(lock, queues, limits).run(request, reader);
     }
     reader.pause();
     lock.release();

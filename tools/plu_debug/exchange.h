@@ -13,6 +13,11 @@ namespace client {
 
 using milliseconds = std::chrono::milliseconds;
 
+struct time_limits {
+    milliseconds first{30000};    // for other clients, and for the first answer
+    milliseconds gap{120000};     // for each further one; the long checks are silent until they end
+};
+
 enum class outcome {
     done,
     no_process,
@@ -62,7 +67,7 @@ void notice(const std::string &text);
 /// left behind, and gives up after `limit` without a first answer, and after each such gap in the
 /// reply. An interrupt ends the reply: what still comes is drained, so that the next command starts
 /// clean; a second one leaves at once.
-exchange_result exchange(const plu_debug_request &request, milliseconds limit,
+exchange_result exchange(const plu_debug_request &request, const time_limits &limits,
                          reply_reader &reader);
 
 /// A whole request record. Requires a name of at most 231 characters.

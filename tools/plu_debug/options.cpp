@@ -26,9 +26,10 @@ bool set_flag(bool &flag) {
     return flag = true;
 }
 
-bool set_seconds(milliseconds &time, const std::string &word) {
+bool set_limits(time_limits &limits, const std::string &word) {
     const auto seconds = parse_seconds(word);
-    time = seconds.value_or(time);
+    limits.first = seconds.value_or(limits.first);
+    limits.gap = seconds.value_or(limits.gap);
     return seconds.has_value();
 }
 
@@ -37,8 +38,8 @@ bool set_seconds(milliseconds &time, const std::string &word) {
 std::span<const option_row> all_options() {
     static const option_row rows[] = {
         {"-t", "--timeout", "SEC",
-         "give up after SEC seconds without a first answer, or without a further one (30)",
-         [](options &o, const std::string &word) { return set_seconds(o.limit, word); }},
+         "give up after SEC seconds without a first answer (30), or without a further one (120)",
+         [](options &o, const std::string &word) { return set_limits(o.limits, word); }},
         {nullptr, "--raw", nullptr,
          "send NAME and up to three numbers as they are, also a NAME that is not in the table",
          [](options &o, const std::string &) { return set_flag(o.raw); }},

@@ -10,7 +10,7 @@
 namespace client {
 
 struct options {
-    milliseconds limit{30000};    // for the first answer, and for every gap in the reply
+    time_limits limits;
     bool help = false;
     bool version = false;
     bool raw = false;    // send name and numbers as they are, also names that the table lacks

@@ -41,17 +41,18 @@ reply_wait::step reply_wait::next(reply_reader *reader, int interrupts_expected)
         return result;
     }
     result.what = queues_.receive_polling(result.text);
-    if (result.what != received::nothing) {
-        return result;
+    if (result.what == received::nothing) {
+        if (reader != nullptr) {
+            reader->pause();
+        }
+        result = sleep_until_next(reader, interrupts_expected);
     }
-    if (reader != nullptr) {
-        reader->pause();
-    }
-    return sleep_until_next(reader, interrupts_expected);
+    answered_ = answered_ || result.what != received::nothing;
+    return result;
 }
 
 reply_wait::step reply_wait::sleep_until_next(reply_reader *reader, int interrupts_expected) {
-    const auto deadline = clock::now() + limit_;
+    const auto deadline = clock::now() + limit();
     step result;
     for (;;) {
         result.what = queues_.receive(result.text);
@@ -127,10 +128,10 @@ exchange_result reply_wait::time_is_over() {
     const std::string who = "the process" + pid_text(server_);
     if (queues_.requests_waiting() > 0) {
         return {outcome::busy, who + " is busy: it did not take the request within " +
-                                   seconds_text(limit_) + "; the request was withdrawn"};
+                                   seconds_text(limit()) + "; the request was withdrawn"};
     }
     return {outcome::no_answer, who + " took the request but sent nothing for " +
-                                    seconds_text(limit_) +
+                                    seconds_text(limit()) +
                                     (server_ ? "" : "; no such process is to be seen any more")};
 }
 

@@ -11,7 +11,7 @@ namespace client {
 
 class reply_wait {
 public:
-    reply_wait(channel &queues, milliseconds limit) : queues_(queues), limit_(limit) {}
+    reply_wait(channel &queues, const time_limits &limits) : queues_(queues), limits_(limits) {}
 
     struct step {
         received what = received::nothing;
@@ -24,13 +24,15 @@ public:
     step next(reply_reader *reader, int interrupts_expected);
 
 private:
+    [[nodiscard]] milliseconds limit() const { return answered_ ? limits_.gap : limits_.first; }
     step sleep_until_next(reply_reader *reader, int interrupts_expected);
     std::optional<exchange_result> look_for_trouble();
     exchange_result time_is_over();
     void find_process();
 
     channel &queues_;
-    milliseconds limit_;
+    time_limits limits_;
+    bool answered_ = false;    // something has come
     bool looked_ = false;
     std::optional<server_process> server_;
     file_handle watch_;

@@ -27,7 +27,7 @@ private:
 exit_status run_as_text(const parsed_command &command, const options &chosen, output &out) {
     reply_judge judge(command.row == nullptr ? command.request.name : command.row->name);
     text_reader reader(out, judge);
-    const exchange_result result = exchange(command.request, chosen.limit, reader);
+    const exchange_result result = exchange(command.request, chosen.limits, reader);
     out.flush();
     if (result.kind != outcome::done) {
         if (result.kind != outcome::interrupted) {

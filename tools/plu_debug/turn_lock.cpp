@@ -7,12 +7,13 @@
 #include <array>
 #include <charconv>
 #include <string>
+#include <string_view>
 
 namespace client {
 namespace {
 
-constexpr const char *places[] = {"/dev/shm/plu_debug.lock", "/run/lock/plu_debug.lock",
-                                  "/tmp/plu_debug.lock"};
+constexpr const char *places[] = {"/dev/shm/", "/run/lock/", "/tmp/"};
+constexpr std::string_view first_namespace = "ipc:[4026531839]";
 constexpr mode_t for_every_user = 0666;
 
 // In world-writable folders the kernel may refuse O_CREAT on another user's file, so an existing
@@ -34,11 +35,24 @@ int open_or_create(const char *path) {
     return descriptor;
 }
 
+// Queues belong to an IPC namespace, and so do turns.
+std::string file_name() {
+    std::array<char, 64> text{};
+    const ssize_t length = readlink("/proc/self/ns/ipc", text.data(), text.size());
+    const std::string_view space(text.data(), length > 0 ? static_cast<size_t>(length) : 0);
+    const size_t number = space.find_first_of("0123456789");
+    if (space == first_namespace || number == std::string_view::npos) {
+        return "plu_debug.lock";
+    }
+    return "plu_debug." + std::string(space.substr(number, space.find(']') - number)) + ".lock";
+}
+
 }    // namespace
 
 turn_lock::turn_lock() {
-    for (const char *path : places) {
-        file_.reset(open_or_create(path));
+    const std::string name = file_name();
+    for (const char *place : places) {
+        file_.reset(open_or_create((place + name).c_str()));
         if (file_.is_open()) {
             return;
         }

@@ -50,6 +50,7 @@ private:
     [[nodiscard]] int64_t counter(std::string_view key) const;
 
     std::string command_;
+    bool checks_lookups_;
     std::vector<const counter_row *> expected_;
     std::vector<counter_value> found_;
     std::string carry_;
