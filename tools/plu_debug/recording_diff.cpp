@@ -30,7 +30,9 @@ void load(const std::string &name, loaded_file &loaded) {
         }
         const auto prefix = parse_table_line(line);
         if (!prefix && ++loaded.bad_lines <= bad_lines_shown) {
-            notice(name + ':' + std::to_string(number) + ": no prefix, skipped: '" + line + "'");
+            std::string text = name;
+            text.append(":").append(std::to_string(number));
+            notice(text.append(": no prefix, skipped: '").append(line).append("'"));
         }
         if (prefix && !loaded.prefixes.add(*prefix)) {
             loaded.error = "no room for temporary files";
