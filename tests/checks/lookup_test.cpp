@@ -89,7 +89,7 @@ TEST_F(Lookup, FailuresEndWithTheFailureLine) {
     EXPECT_EQ(reply(), head + "NULL tbm_handle\n" + failed + "(nil)\n");
     f_vector.phu_search = nullptr;
     for (const check_command command : {cmd_cklkupv4, cmd_cklkupv6, cmd_cklkup}) {
-        EXPECT_EQ(run(command, 1, 2, 3), "phu_search not loaded\n");
+        EXPECT_EQ(run(command, 0, 2, 3), "phu_search not loaded\n");
     }
 }
 
