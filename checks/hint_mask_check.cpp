@@ -16,7 +16,7 @@
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
-#include "tbm/operator_node.h"
+#include "tbm/start_node.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ inline constexpr uint32_t int_ext_lines_max = 4;
 inline constexpr uint32_t inode_child_lines_max = 3;
 
 mask128 internal_length_mask(const tn *inode) {
-    const leaf_array *leaves = internal_leaves(inode);
+    const leaf_array *leaves = inode_leaves(inode);
     return usable_leaf_count(leaves) > 0 ? leaf_array_length_mask(leaves) : mask128{};
 }
 
@@ -78,11 +78,15 @@ struct external_masks {
 struct mask_sets {
     mask128 inode_child{};      // internal leaves and all children
     mask128 int_ext_ebmap{};    // internal mask, external masks, hinted children
+    mask128 int_mask{};         // as read
+    mask128 ext_mask{};
 };
 
 mask_sets collect(const tn *node, bool hinted_node, hmask_check_stats &stats) {
     mask_sets sets;
-    sets.int_ext_ebmap = node->int_mask;
+    sets.int_mask = node->int_mask;
+    sets.ext_mask = node->ext_mask;
+    sets.int_ext_ebmap = sets.int_mask;
     if (!tn_is_search(node)) {
         sets.inode_child = tn_is_end(node) ? internal_length_mask(node) : mask128{};
         return sets;
@@ -91,7 +95,7 @@ mask_sets collect(const tn *node, bool hinted_node, hmask_check_stats &stats) {
     stats.last_inode_lengths = internal_length_mask(stats.last_inode);
     sets.inode_child = stats.last_inode_lengths;
     if (hinted_node) {
-        sets.int_ext_ebmap |= node->ext_mask;
+        sets.int_ext_ebmap |= sets.ext_mask;
     }
     external_masks external{sets.int_ext_ebmap};
     for_each_child_slot(node, [&](const child_slots &children, int slot, bool hinted) {
@@ -110,16 +114,15 @@ mask_sets collect(const tn *node, bool hinted_node, hmask_check_stats &stats) {
     return sets;
 }
 
-void report_int_ext(const tn *node, const mask128 &mask) {
+void report_int_ext(const tn *node, const mask_sets &sets) {
     uint32_t below = 0;
     tn_subtree_count(node, below);
-    const mask128 internal = node->int_mask;
-    const mask128 external = node->ext_mask;
     plu_debug_printf(
         "mismatch: bmsf %d tn %p child:%d\n  hint_mask 0x%016lx %016lx \ntn int mask 0x%016lx "
         "%016lx\ntn ext mask 0x%016lx %016lx\n\n",
-        int{node->bmsf}, static_cast<const void *>(node), static_cast<int>(below), mask.low,
-        mask.high, internal.low, internal.high, external.low, external.high);
+        int{node->bmsf}, static_cast<const void *>(node), static_cast<int>(below),
+        sets.inode_child.low, sets.inode_child.high, sets.int_mask.low, sets.int_mask.high,
+        sets.ext_mask.low, sets.ext_mask.high);
 }
 
 void check_internal_node(const tn *inode, const tn *parent, hmask_check_stats &stats) {
@@ -142,7 +145,8 @@ void check_int_ext(const tn *node, const mask_sets &sets, hmask_check_stats &sta
     }
     ++stats.int_ext_ebmap_mismatch;
     if (stats.int_ext_ebmap_shown++ < int_ext_lines_max) {
-        report_int_ext(node, sets.inode_child);
+        report_int_ext(node, sets);
+        stats.last_inode = nullptr;    // a line may have waited: the lengths are read again
     }
 }
 
@@ -198,7 +202,7 @@ void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
 
 void cmd_ckhmask(uint64_t start, uint64_t /*a2*/, uint64_t /*a3*/) {
     hmask_check_stats stats{};
-    tn *node = start != 0 && tn_address_valid(start) ? operator_node(start) : nullptr;
+    tn *node = start != 0 && tn_address_valid(start) ? operator_start_node(start) : nullptr;
     if (start != 0) {
         if (node == nullptr) {
             return;

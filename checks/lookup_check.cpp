@@ -16,7 +16,7 @@
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
 #include "tbm/key.h"
-#include "tbm/operator_node.h"
+#include "tbm/start_node.h"
 
 namespace {
 
@@ -44,6 +44,13 @@ struct visited_leaf {
 /// Looks one leaf's prefix up; returns the best length, 0 for none.
 using leaf_lookup = int32_t (*)(const visited_leaf &visited, lkup_check_stats &stats);
 
+/// What the two walks do differently.
+struct lookup_rules {
+    leaf_lookup lookup;
+    uint32_t missed_lines;    // at most
+    bool progress;
+};
+
 int32_t search_path(const visited_leaf &visited, lkup_check_stats &stats) {
     pfx_entry entry;
     tbm_key_to_pfx_entry(entry, visited.entry->key, visited.entry->key_bits_used);
@@ -53,9 +60,6 @@ int32_t search_path(const visited_leaf &visited, lkup_check_stats &stats) {
 }
 
 int32_t hardware_path(const visited_leaf &visited, lkup_check_stats &stats) {
-    if (stats.total % progress_every == 0 && stats.total != 0) {
-        plu_debug_printf("%d prefixes checked\n", static_cast<int32_t>(stats.total));
-    }
     pfx_entry entry;
     tbm_key_to_pfx_entry(entry, visited.entry->key, visited.entry->key_bits_used);
     if (stats.verbose != 0) {
@@ -84,9 +88,8 @@ void count_result(const visited_leaf &visited, int32_t best, uint32_t lines_max,
 
 /// A leaf array can shrink while the library answers: its count and its slots are read anew for
 /// every leaf. A slot without a leaf counts as visited and is not looked up.
-void check_leaves(const tn *node, lkup_check_stats &stats, leaf_lookup lookup,
-                  uint32_t missed_lines) {
-    const volatile leaf_array *array = internal_leaves(node);
+void check_leaves(const tn *node, lkup_check_stats &stats, const lookup_rules &rules) {
+    const volatile leaf_array *array = inode_leaves(node);
     if (array == nullptr) {
         return;
     }
@@ -96,6 +99,9 @@ void check_leaves(const tn *node, lkup_check_stats &stats, leaf_lookup lookup,
             return;
         }
         ++stats.total;
+        if (rules.progress && stats.total % progress_every == 0 && stats.total != 0) {
+            plu_debug_printf("%d prefixes checked\n", static_cast<int32_t>(stats.total));
+        }
         const leaf *entry = slots[i];
         if (entry == nullptr) {
             continue;
@@ -106,23 +112,17 @@ void check_leaves(const tn *node, lkup_check_stats &stats, leaf_lookup lookup,
         }
         const visited_leaf visited{node, entry, i, count,
                                    entry->key_bits_used - static_cast<int>(tbm_header_bits)};
-        count_result(visited, lookup(visited, stats), missed_lines, stats);
+        count_result(visited, rules.lookup(visited, stats), rules.missed_lines, stats);
     }
 }
 
-/// Walks from a typed start address (0: all roots); false when it cannot be read.
-bool walk_leaves(uint64_t start, uint64_t verbose, lkup_check_stats &stats,
-                 void (*visitor)(tn *, void *, uint32_t, tn *)) {
-    stats.verbose = verbose != 0 ? 1 : 0;
-    tn *node = start != 0 && tn_address_valid(start) ? operator_node(start) : nullptr;
-    if (start != 0) {
-        if (node == nullptr) {
-            return false;
-        }
+/// The node at a typed start address, null for 0 (all roots); false when it was refused.
+bool start_node(uint64_t start, tn *&node) {
+    node = start != 0 && tn_address_valid(start) ? operator_start_node(start) : nullptr;
+    if (start != 0 && node != nullptr) {
         plu_debug_printf("walk tn tree start from %p\n", static_cast<void *>(node));
     }
-    phu_tree_walk(&stats, visitor, node);
-    return true;
+    return start == 0 || node != nullptr;
 }
 
 void print_counts(const lkup_check_stats &stats, const char *indent) {
@@ -144,34 +144,41 @@ void print_counts(const lkup_check_stats &stats, const char *indent) {
 
 void cklkup_check_tn(tn *node, void *state, uint32_t is_root, tn * /*parent*/) {
     if (is_root == 0) {
-        check_leaves(node, *static_cast<lkup_check_stats *>(state), search_path, missed_lines_max);
+        check_leaves(node, *static_cast<lkup_check_stats *>(state),
+                     {search_path, missed_lines_max, false});
     }
 }
 
 void cklkuphw_check_tn(tn *node, void *state, uint32_t is_root, tn * /*parent*/) {
     if (is_root == 0) {
-        check_leaves(node, *static_cast<lkup_check_stats *>(state), hardware_path, ~0U);
+        check_leaves(node, *static_cast<lkup_check_stats *>(state), {hardware_path, ~0U, true});
     }
 }
 
 void cmd_cklkup(uint64_t start, uint64_t verbose, uint64_t /*a3*/) {
-    if (loaded_function(f_vector.phu_search, "phu_search") == nullptr) {
+    tn *node = nullptr;
+    if (!start_node(start, node)) {
         return;
     }
     phu_plu_lookup_lf_mismatch_disp = 0;
     phu_plu_lookup_lf_mismatch_count = 0;
-    lkup_check_stats stats{};
-    if (!walk_leaves(start, verbose, stats, cklkup_check_tn)) {
+    if (loaded_function(f_vector.phu_search, "phu_search") == nullptr) {
         return;
     }
+    lkup_check_stats stats{};
+    stats.verbose = verbose != 0 ? 1 : 0;
+    phu_tree_walk(&stats, cklkup_check_tn, node);
     plu_debug_printf("Results of lookup all existing prefixes:\n");
     print_counts(stats, "  ");
     plu_debug_printf("  lf lookup MISMATCH:  %7d\n", phu_plu_lookup_lf_mismatch_count);
 }
 
 void cmd_cklkuphw(uint64_t start, uint64_t verbose, uint64_t /*a3*/) {
-    lkup_check_stats stats{};
-    if (walk_leaves(start, verbose, stats, cklkuphw_check_tn)) {
+    tn *node = nullptr;
+    if (start_node(start, node)) {
+        lkup_check_stats stats{};
+        stats.verbose = verbose != 0 ? 1 : 0;
+        phu_tree_walk(&stats, cklkuphw_check_tn, node);
         print_counts(stats, "");
     }
 }

@@ -9,6 +9,7 @@
 #include "checks/commands.h"
 #include "checks/tree_facts.h"
 #include "debug_channel/contexts.h"
+#include "debug_channel/readable.h"
 #include "debug_channel/reply.h"
 #include "tbm/access.h"
 
@@ -27,17 +28,34 @@ struct reference {
     const leaf_array *array;
     int offset;
     int kept_length;
+    bool on_stack;
     int nnodes;
 
-    explicit reference(const tn *node)
+    reference(const tn *node, int32_t index)
         : array(node->par_bl_larray),
           offset(node->par_bl_offset),
           kept_length(node->par_bl_len),
-          nnodes(array == nullptr ? 0 : array->la_nnodes) {}
+          on_stack(parent_la_contains(array, index) != 0),
+          nnodes(on_stack || can_read(array) ? array->la_nnodes : 0) {}
 
-    /// The leaf referred to; null when the offset is outside or the slot is empty.
+    /// The leaf referred to; null when the offset is outside, the slot is empty or what lies there
+    /// cannot be read.
     [[nodiscard]] const leaf *target() const {
-        return offset >= nnodes || array->la_leaves == nullptr ? nullptr : array->la_leaves[offset];
+        leaf *const *slots = offset >= nnodes ? nullptr : array->la_leaves;
+        if (slots == nullptr || (!on_stack && !can_read(slots + offset))) {
+            return nullptr;
+        }
+        const leaf *found = slots[offset];
+        return on_stack || can_read(found) ? found : nullptr;
+    }
+
+private:
+    /// An array that no ancestor owns is followed only after a question to the kernel.
+    template <typename Record>
+    static bool can_read(const Record *record) {
+        const auto address = reinterpret_cast<uint64_t>(record);
+        return address != 0 && address % alignof(Record) == 0 &&
+               address_readable(address, sizeof(Record));
     }
 };
 
@@ -54,15 +72,14 @@ void report_end(const tn *node, int32_t index, const reference &ref, int leaf_le
 
 void check_end(const tn *node, int32_t index, parbl_check_stats &stats) {
     ++stats.end_nodes;
-    const reference ref(node);
+    const reference ref(node, index);
     if (ref.array == nullptr) {
         return;
     }
     const leaf *target = ref.target();
     const int leaf_length =
         target == nullptr ? 0 : target->key_bits_used - static_cast<int>(tbm_header_bits);
-    if (target != nullptr && parent_la_contains(ref.array, index) != 0 &&
-        leaf_length == ref.kept_length) {
+    if (target != nullptr && ref.on_stack && leaf_length == ref.kept_length) {
         ++stats.valid;
         return;
     }
@@ -75,12 +92,12 @@ void check_end(const tn *node, int32_t index, parbl_check_stats &stats) {
 
 void check_search(const tn *node, int32_t index, parbl_check_stats &stats) {
     ++stats.search_nodes;
-    const reference ref(node);
+    const reference ref(node, index);
     if (ref.array == nullptr) {
         return;
     }
     const bool inside = ref.offset < ref.nnodes;
-    if (inside && parent_la_contains(ref.array, index) != 0) {
+    if (inside && ref.on_stack) {
         ++stats.valid;
         return;
     }
@@ -102,7 +119,7 @@ int32_t push_inode_leaves(const tn *node, int32_t index) {
                          static_cast<const void *>(node));
         return -1;
     }
-    parent_la[index] = internal_leaves(tn_inode(node));
+    parent_la[index] = inode_leaves(tn_inode(node));
     if (parent_la_high_water_mark <= index) {
         parent_la_high_water_mark = index + 1;
     }

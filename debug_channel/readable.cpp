@@ -80,8 +80,12 @@ bool range_passes(uint64_t address, size_t size, bool (*test)(uint64_t first, ui
 
 }    // namespace
 
+bool address_readable(uint64_t address, size_t size) {
+    return range_passes(address, size, range_readable);
+}
+
 bool operator_address_readable(uint64_t address, size_t size) {
-    if (range_passes(address, size, range_readable)) {
+    if (address_readable(address, size)) {
         return true;
     }
     plu_debug_printf("address 0x%lx is not readable\n", address);

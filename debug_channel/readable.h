@@ -4,7 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
-/// True when [address, address + size) can be read by this process. Otherwise sends
+/// True when [address, address + size) can be read by this process; sends nothing.
+bool address_readable(uint64_t address, size_t size);
+
+/// The same for an address that an operator typed. Otherwise sends
 /// "address 0x%lx is not readable\n" with `address` and returns false. When the kernel refuses the
 /// question altogether the answer is true.
 bool operator_address_readable(uint64_t address, size_t size);

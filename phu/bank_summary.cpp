@@ -70,13 +70,12 @@ void cmd_bankbitmap(uint64_t bank_id, uint64_t item, uint64_t allow_item_0) {
     }
     plu_debug_printf("bank %d bitmap\n", static_cast<int>(bank_id));
     const phu_bank_record &bank = phu_ctx->bank[bank_id];
-    const uint32_t words = phu_bitmap_words(bank);
     const auto node = static_cast<int64_t>(item);
-    if (int64_t{words} * 64 > node && (node > 0 || allow_item_0 == 1)) {
+    if (int64_t{bank.bitmap_size} * 64 > node && (node > 0 || allow_item_0 == 1)) {
         phu_node image;
         phu_hw_node_show(
             hw_index_make(0, static_cast<uint32_t>(bank_id), static_cast<uint32_t>(item)), image);
         return;
     }
-    print_node_bitmap(bank, words);
+    print_node_bitmap(bank, phu_bitmap_words(bank));
 }

@@ -8,7 +8,7 @@
 #include "phu/node_read.h"
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
-#include "tbm/operator_node.h"
+#include "tbm/start_node.h"
 
 namespace {
 
@@ -95,7 +95,7 @@ void visit_hw_index(tn *node, void *state, uint32_t is_root, tn *) {
 }    // namespace
 
 void cmd_hwidxwalk(uint64_t mode, uint64_t start, uint64_t) {
-    if (start != 0 && (!tn_address_valid(start) || operator_node(start) == nullptr)) {
+    if (start != 0 && (!tn_address_valid(start) || operator_start_node(start) == nullptr)) {
         return;
     }
     hw_index_counts counts{};

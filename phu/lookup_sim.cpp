@@ -51,7 +51,8 @@ bool child_hw_index(const phu_node &node, uint32_t chunk, uint32_t level, uint32
         plu_debug_printf("ERR: both tt and me_exists are 0\n");
         return false;
     }
-    hw_index = hw_index_make(level, children.bank_id, children.first_node + offset);
+    // Not cut to a bank's bits: a wild child pointer shows in the index.
+    hw_index = level << 24 | children.bank_id << 16 | ((children.first_node + offset) & 0xffff);
     return true;
 }
 

@@ -20,11 +20,13 @@ struct walk {
             return;
         }
         visitor(node, state, is_root ? 1 : 0, parent);
-        if (!tn_is_search(node)) {
-            return;
-        }
-        const child_slots children = tn_child_slots(node);
-        for (int slot = 0; slot < children.end; ++slot) {
+        // The visitor may have waited for a client: what hangs here is asked for anew at every
+        // slot.
+        for (int slot = 0; tn_is_search(node); ++slot) {
+            const child_slots children = tn_child_slots(node);
+            if (slot >= children.end) {
+                return;
+            }
             if (tn *child = children.nodes[slot]; child != nullptr) {
                 visit(child, false, node, level + 1);
             }

@@ -63,6 +63,11 @@ void recording_line(const leaf *entry) {
     plu_debug_reply(line);
 }
 
+/// Children of a node as they are now; none when it has turned into a node of leaves.
+child_slots current_children(const tn *node) {
+    return tn_is_end(node) || tn_is_intern(node) ? child_slots{} : tn_child_slots(node);
+}
+
 struct tree_statistics {
     bool leaf_dump;
     bool node_dump;
@@ -141,9 +146,13 @@ void tree_statistics::visit(const tn *node, int depth, int hint_depth, const pat
 
 void tree_statistics::visit_children(const tn *node, int depth, int hint_depth,
                                      const path_record &record) {
-    const child_slots children = tn_child_slots(node);
+    // A line may have waited for the client: what hangs here now is asked for anew at every slot.
     int position = -1;
-    for (int slot = children.first; slot < children.end && !stopped; ++slot) {
+    for (int slot = tn_child_slots(node).first; !stopped; ++slot) {
+        const child_slots children = current_children(node);
+        if (slot >= children.end) {
+            return;
+        }
         position = sn_ebmap_next(node, position);
         const tn *child = children.nodes[slot];
         if (child == nullptr) {
@@ -172,12 +181,11 @@ void tree_statistics::count_leaves(uint8_t state, uint32_t type, const leaf_arra
 }
 
 void tree_statistics::list_leaves(const leaf_array *array, const leaf_place &place) {
-    const int count = leaf_count(array);
     if (!leaf_dump && !recording) {
-        dumpable_leaves += static_cast<uint32_t>(count);
+        dumpable_leaves += static_cast<uint32_t>(leaf_count(array));
         return;
     }
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < leaf_count(array); ++i) {    // it may shrink while a line waits
         ++dumpable_leaves;
         const leaf *entry = array->la_leaves == nullptr ? nullptr : array->la_leaves[i];
         if (entry == nullptr) {

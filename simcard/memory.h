@@ -33,6 +33,8 @@ public:
     ~Memory();
     Memory(const Memory &) = delete;
     Memory &operator=(const Memory &) = delete;
+    Memory(Memory &&) = delete;
+    Memory &operator=(Memory &&) = delete;
 
     /// Maps (or maps afresh, all zero) the region and sets up pools. Returns false when the kernel
     /// refuses the address space.

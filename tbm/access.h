@@ -128,9 +128,11 @@ tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride);
 /// Internal node: an end node itself, slot 0 of a search node with the inode flag, else null.
 tn *tn_inode(const tn *node);
 
-/// Leaf array of an internal node, or null.
+/// Leaf array of an internal node; null for no node and for a node that is none (a search node
+/// keeps its children in that place).
 inline leaf_array *inode_leaves(const tn *inode) {
-    return inode == nullptr ? nullptr : inode->in_lfarray;
+    return inode != nullptr && (tn_is_intern(inode) || tn_is_end(inode)) ? inode->in_lfarray
+                                                                         : nullptr;
 }
 
 /// Number of leaves of an array, 0 for none or a negative count.

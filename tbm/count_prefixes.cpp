@@ -4,7 +4,7 @@
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
 #include "tbm/commands.h"
-#include "tbm/operator_node.h"
+#include "tbm/start_node.h"
 
 mask128 leaf_mask = {};
 
@@ -186,7 +186,7 @@ void prefix_statistics::print() const {
 }    // namespace
 
 void cmd_cntpfx(uint64_t start, uint64_t, uint64_t) {
-    tn *from = start == 0 ? nullptr : operator_node(start);
+    tn *from = start == 0 ? nullptr : operator_start_node(start);
     if (start != 0 && from == nullptr) {
         return;
     }

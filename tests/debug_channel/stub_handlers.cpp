@@ -14,8 +14,7 @@ std::mutex lock;
 std::vector<handler_call> calls;
 std::function<void(const handler_call &)> hook;
 
-void record(const char *command, uint64_t a1, uint64_t a2, uint64_t a3) {
-    const handler_call call = {command, a1, a2, a3};
+void record(const handler_call &call) {
     std::function<void(const handler_call &)> current;
     {
         const std::scoped_lock hold(lock);
@@ -34,54 +33,25 @@ std::vector<handler_call> handler_calls() {
     return calls;
 }
 
-void clear_handler_calls() {
+void reset_handlers(std::function<void(const handler_call &)> new_hook) {
     const std::scoped_lock hold(lock);
     calls.clear();
-}
-
-void set_handler_hook(std::function<void(const handler_call &)> new_hook) {
-    const std::scoped_lock hold(lock);
     hook = std::move(new_hook);
 }
 
+#define COMMANDS(X)                                                                               \
+    X(dump)                                                                                       \
+    X(ckall)                                                                                      \
+    X(walk)                                                                                       \
+    X(rootsn)                                                                                     \
+    X(banksum) X(bankbitmap) X(hwidxr) X(hwidxwalk) X(hwdis) X(regr32) X(regw32) X(memr) X(memw8) \
+        X(memw32) X(v4) X(v4hw) X(cklkupv4) X(v6) X(v6hw) X(cklkupv6) X(addv4) X(delv4) X(addv6)  \
+            X(delv6) X(tn) X(tnwalk) X(tnbl) X(cntpfx) X(setbmsf) X(ckbmsf) X(ckbank) X(ckhmask)  \
+                X(cklkup) X(cklkuphw) X(ckparbl) X(showla)
+
 #define STUB(command)                                           \
     void cmd_##command(uint64_t a1, uint64_t a2, uint64_t a3) { \
-        record(#command, a1, a2, a3);                           \
+        record({#command, a1, a2, a3});                         \
     }
 
-STUB(dump)
-STUB(ckall)
-STUB(walk)
-STUB(rootsn)
-STUB(banksum)
-STUB(bankbitmap)
-STUB(hwidxr)
-STUB(hwidxwalk)
-STUB(hwdis)
-STUB(regr32)
-STUB(regw32)
-STUB(memr)
-STUB(memw8)
-STUB(memw32)
-STUB(v4)
-STUB(v4hw)
-STUB(cklkupv4)
-STUB(v6)
-STUB(v6hw)
-STUB(cklkupv6)
-STUB(addv4)
-STUB(delv4)
-STUB(addv6)
-STUB(delv6)
-STUB(tn)
-STUB(tnwalk)
-STUB(tnbl)
-STUB(cntpfx)
-STUB(setbmsf)
-STUB(ckbmsf)
-STUB(ckbank)
-STUB(ckhmask)
-STUB(cklkup)
-STUB(cklkuphw)
-STUB(ckparbl)
-STUB(showla)
+COMMANDS(STUB)

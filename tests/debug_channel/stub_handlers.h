@@ -8,15 +8,12 @@
 
 struct handler_call {
     std::string command;
-    uint64_t a1;
-    uint64_t a2;
-    uint64_t a3;
+    uint64_t a1, a2, a3;
     bool operator==(const handler_call &) const = default;
 };
 
-/// Calls since the last clearing; safe while a server thread runs.
+/// Calls since the last reset; safe while a server thread runs.
 std::vector<handler_call> handler_calls();
-void clear_handler_calls();
 
-/// Sets what runs inside every handler, after its call was recorded; null for nothing.
-void set_handler_hook(std::function<void(const handler_call &)> hook);
+/// Forgets the calls and sets what runs inside every handler; null for nothing.
+void reset_handlers(std::function<void(const handler_call &)> hook = nullptr);

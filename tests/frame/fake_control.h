@@ -14,19 +14,22 @@
 
 #define FAKE_EXPORT extern "C" __attribute__((visibility("default")))
 
-/// Appends one line to the call log.
-__attribute__((format(printf, 1, 2))) inline void fake_log(const char *format, ...) {
+/// Appends to the call log; errno stays.
+inline void fake_vlog(const char *format, va_list arguments) {
     const char *path = getenv("FAKE_LOG");
     const int saved_errno = errno;
     const int log = path == nullptr ? -1 : open(path, O_WRONLY | O_APPEND | O_CREAT, 0644);
     if (log != -1) {
-        va_list arguments;
-        va_start(arguments, format);
         vdprintf(log, format, arguments);
-        va_end(arguments);
         close(log);
     }
     errno = saved_errno;
+}
+__attribute__((format(printf, 1, 2))) inline void fake_log(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    fake_vlog(format, arguments);
+    va_end(arguments);
 }
 
 /// Result of a call: the planned one (with its errno), or `success`.

@@ -27,17 +27,13 @@ FAKE_EXPORT int plu_init(const plu_init_params *params) {
     return static_cast<int>(fake_result("plu_init", 0));
 }
 
-FAKE_EXPORT int plu_edm_init(void *event_manager) {
-    return recorded("plu_edm_init", event_manager);
-}
-
-FAKE_EXPORT int plu_config_profile_init(void *event_manager) {
-    return recorded("plu_config_profile_init", event_manager);
-}
-
-FAKE_EXPORT int plu_startup_done_notify_register(void *event_manager) {
-    return recorded("plu_startup_done_notify_register", event_manager);
-}
+#define RECORDED(call)                          \
+    FAKE_EXPORT int call(void *event_manager) { \
+        return recorded(#call, event_manager);  \
+    }
+RECORDED(plu_edm_init)
+RECORDED(plu_config_profile_init)
+RECORDED(plu_startup_done_notify_register)
 
 FAKE_EXPORT int plu_fill_hole_background(uint32_t *scratch, int count) {
     *scratch = UINT32_MAX;

@@ -6,14 +6,13 @@
 
 #include "tests/frame/fake_control.h"
 
-namespace {
-
-template <typename Function>
-Function next_of(const char *name) {
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+/// The planned result of a call, or what the function behind this one returns.
+template <typename... Arguments>
+static int planned_or_next(const char *plan, const char *name, Arguments... arguments) {
+    const long planned = fake_result(plan, 0);
+    const auto next = reinterpret_cast<int (*)(Arguments...)>(dlsym(RTLD_NEXT, name));
+    return planned != 0 ? static_cast<int>(planned) : next(arguments...);
 }
-
-}    // namespace
 
 FAKE_EXPORT int timer_settime(timer_t timer, int flags, const itimerspec *schedule,
                               itimerspec *old) noexcept {
@@ -24,29 +23,21 @@ FAKE_EXPORT int timer_settime(timer_t timer, int flags, const itimerspec *schedu
 }
 
 FAKE_EXPORT int sigemptyset(sigset_t *set) noexcept {
-    const long planned = fake_result("sigemptyset", 0);
-    return planned != 0 ? static_cast<int>(planned)
-                        : next_of<decltype(&sigemptyset)>("sigemptyset")(set);
+    return planned_or_next("sigemptyset", "sigemptyset", set);
 }
 
 FAKE_EXPORT int sigaddset(sigset_t *set, int signal_number) noexcept {
-    char call[32];
-    snprintf(call, sizeof call, "sigaddset+%d", signal_number - SIGRTMIN);
-    const long planned = fake_result(call, 0);
-    return planned != 0 ? static_cast<int>(planned)
-                        : next_of<decltype(&sigaddset)>("sigaddset")(set, signal_number);
+    char plan[32];
+    snprintf(plan, sizeof plan, "sigaddset+%d", signal_number - SIGRTMIN);
+    return planned_or_next(plan, "sigaddset", set, signal_number);
 }
 
 FAKE_EXPORT int pthread_sigmask(int how, const sigset_t *set, sigset_t *old) noexcept {
-    const long planned = set == nullptr ? 0 : fake_result("pthread_sigmask", 0);
-    return planned != 0 ? static_cast<int>(planned)
-                        : next_of<decltype(&pthread_sigmask)>("pthread_sigmask")(how, set, old);
+    return planned_or_next(set == nullptr ? "" : "pthread_sigmask", "pthread_sigmask", how, set,
+                           old);
 }
 
 FAKE_EXPORT int pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                                void *(*entry)(void *), void *argument) noexcept {
-    const long planned = fake_result("pthread_create", 0);
-    return planned != 0 ? static_cast<int>(planned)
-                        : next_of<decltype(&pthread_create)>("pthread_create")(thread, attributes,
-                                                                               entry, argument);
+    return planned_or_next("pthread_create", "pthread_create", thread, attributes, entry, argument);
 }

@@ -19,19 +19,14 @@ std::string new_directory() {
     return mkdtemp(path.data()) == nullptr ? std::string() : path;
 }
 
-void set_variable(const std::string &assignment) {
-    const size_t equals = assignment.find('=');
-    setenv(assignment.substr(0, equals).c_str(), assignment.substr(equals + 1).c_str(), 1);
-}
-
 [[noreturn]] void become_process(const std::string &directory, const environment &variables) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    setenv("LD_LIBRARY_PATH", FAKE_PLATFORM_DIR ":" FAKE_CARD_DIR, 1);
-    setenv("LD_PRELOAD", FAKE_POSIX_FILE, 1);
-    setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
-    setenv("FAKE_LOG", (directory + "/calls").c_str(), 1);
-    for (const std::string &assignment : variables) {
-        set_variable(assignment);
+    environment all = {
+        "LD_LIBRARY_PATH=" FAKE_PLATFORM_DIR ":" FAKE_CARD_DIR, "LD_PRELOAD=" FAKE_POSIX_FILE,
+        "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0", "FAKE_LOG=" + directory + "/calls"};
+    all.insert(all.end(), variables.begin(), variables.end());
+    for (std::string &assignment : all) {
+        putenv(assignment.data());
     }
     const int standard_error = open((directory + "/stderr").c_str(), O_WRONLY | O_CREAT, 0600);
     dup2(standard_error, STDERR_FILENO);
@@ -48,11 +43,6 @@ bool comes_true(const std::function<bool()> &condition) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
-}
-
-std::string status_text(int status) {
-    return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
-                               : "exit " + std::to_string(WEXITSTATUS(status));
 }
 
 }    // namespace
@@ -79,7 +69,8 @@ std::string process_run::outcome() {
         return "still running";
     }
     pid_ = -1;
-    return status_text(status);
+    return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                               : "exit " + std::to_string(WEXITSTATUS(status));
 }
 
 // A main thread that ended before the others stays behind as a zombie.
@@ -115,12 +106,4 @@ std::vector<std::string> process_run::log_lines(bool traces) const {
         }
     }
     return lines;
-}
-
-std::vector<std::string> process_run::calls() const {
-    return log_lines(false);
-}
-
-std::vector<std::string> process_run::traces() const {
-    return log_lines(true);
 }

@@ -43,8 +43,8 @@ public:
     std::string standard_error() const;
 
     /// Calls that the fakes recorded, and the trace lines among them.
-    std::vector<std::string> calls() const;
-    std::vector<std::string> traces() const;
+    std::vector<std::string> calls() const { return log_lines(false); }
+    std::vector<std::string> traces() const { return log_lines(true); }
 
 private:
     std::vector<std::string> log_lines(bool traces) const;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "debug_channel/contexts.h"
+#include "phu/banks.h"
 #include "phu/node_print.h"
 #include "phu/node_read.h"
 #include "platform/trace_output.h"
@@ -118,8 +119,9 @@ void hardware_test::assign(uint32_t bank_id, uint8_t level) {
 
 uint32_t hardware_test::put(uint32_t bank_id, uint32_t node_id, const phu_node &image) {
     phu_bank_record &bank = tree.phu()->bank[bank_id];
+    bank.node_used =
+        static_cast<uint16_t>(bank.node_used + (phu_node_in_use(bank, node_id) ? 0 : 1));
     bank.node_bitmap[node_id / 64] |= uint64_t{1} << node_id % 64;
-    ++bank.node_used;
     const uint32_t hw_index = hw_index_make(bank.stride_level, bank_id, node_id);
     const uint32_t place = hw_index & hw_index_place_mask;
     images_[place] = image;
@@ -144,9 +146,7 @@ int hardware_test::read(uint32_t place, void *out) {
 }
 
 std::string at(const void *address) {
-    char text[32];
-    snprintf(text, sizeof text, "%p", address);
-    return text;
+    return format("%p", address);
 }
 
 std::string label(const tn *node, uint32_t hw_index) {

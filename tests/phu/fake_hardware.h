@@ -13,6 +13,7 @@
 #include "phu/records.h"
 #include "tests/support/capture.h"
 #include "tests/support/hand_tree.h"
+#include "tests/support/text.h"
 
 phu_node search_image(uint64_t bitmap, uint32_t c_ptr, uint32_t bmsf = 0, uint32_t me = 0);
 phu_node skip_image(uint64_t bitmap, uint32_t c_ptr, uint32_t skip_len, uint32_t pattern);

@@ -1,4 +1,6 @@
 // hwidxr, hwidxwalk, hwdis and the reverse lookup.
+#include <functional>
+
 #include "debug_channel/contexts.h"
 #include "phu/commands.h"
 #include "phu/tree_walk.h"
@@ -35,8 +37,8 @@ protected:
         }
     }
 
-    std::string show(uint64_t hw_index, uint64_t option) {
-        return captured([&] { cmd_hwidxr(hw_index, option, 0); });
+    static std::string show(uint64_t hw_index, uint64_t option) {
+        return reply_of(cmd_hwidxr, hw_index, option);
     }
 
     [[nodiscard]] std::string node_line() const {
@@ -73,18 +75,14 @@ TEST_F(hwidxr_test, OptionsChooseParentAndChildren) {
     }
 }
 
-TEST_F(hwidxr_test, ChildrenComeInPiecesWithFourBlanksInFront) {
-    const auto pieces = captured_pieces([] { cmd_hwidxr(0x02140005, 1, 0); });
+TEST_F(hwidxr_test, ChildrenComeInPiecesAndFewerThanFiveUncounted) {
+    const auto pieces = pieces_of(cmd_hwidxr, 0x02140005, 1);
     ASSERT_EQ(pieces.size(), 14U);
     EXPECT_EQ(pieces[2], "    ");
-    EXPECT_EQ(pieces[3].substr(0, 7), "HINT EN");
-}
-
-TEST_F(hwidxr_test, FourChildrenHaveNoCountLineAndNoneNothing) {
     put(20, 5, search_image(0xf, 3 << 11 | 100));
-    EXPECT_EQ(show(0x02140005, 1).find("children nodes"), std::string::npos);
+    EXPECT_EQ(pieces_of(cmd_hwidxr, 0x02140005, 1).size(), 9U);
     put(20, 5, search_image(0, 3 << 11 | 100));
-    EXPECT_EQ(captured_pieces([] { cmd_hwidxr(0x02140005, 1, 0); }).size(), 1U);
+    EXPECT_EQ(pieces_of(cmd_hwidxr, 0x02140005, 1).size(), 1U);
 }
 
 TEST_F(hwidxr_test, ChildLevelIsTheBanksLevelPlusOneModulo256) {
@@ -94,22 +92,21 @@ TEST_F(hwidxr_test, ChildLevelIsTheBanksLevelPlusOneModulo256) {
 
 TEST_F(hwidxr_test, ParentSearchKeepsToTheLevelsBanksInUse) {
     const auto parent_found = [&] { return show(0x02140005, 10) != node_line(); };
-    phu_stride_record &level_1 = tree.phu()->stride[1];
-    level_1.bank_used = 0;
-    EXPECT_FALSE(parent_found());
-    level_1.bank_used = 2;
-    level_1.bank_bitmap = 1 << 1 | uint64_t{1} << 41;
-    EXPECT_FALSE(parent_found());
-    level_1.bank_bitmap = 1 << 2;
-    tree.phu()->bank[2].bitmap_size = 0;
-    EXPECT_FALSE(parent_found());
-    tree.phu()->bank[2].bitmap_size = 32;
-    tree.phu()->bank[2].node_bitmap[0] &= ~uint64_t{1 << 9};
-    EXPECT_FALSE(parent_found());
-    tree.phu()->bank[2].node_bitmap[0] |= 1 << 9;
-    EXPECT_TRUE(parent_found());
-    tree.phu()->bank[20].stride_level = 0;
-    EXPECT_FALSE(parent_found());
+    const std::function<void(phu_context &)> faults[] = {
+        [](phu_context &phu) { phu.stride[1].bank_used = 0; },
+        [](phu_context &phu) { phu.stride[1].bank_bitmap = 1 << 1 | uint64_t{1} << 41; },
+        [](phu_context &phu) { phu.bank[2].bitmap_size = 0; },
+        [](phu_context &phu) { phu.bank[2].node_bitmap[0] &= ~uint64_t{1 << 9}; },
+        [](phu_context &phu) { phu.bank[20].stride_level = 0; },
+    };
+    const phu_context healthy = *tree.phu();
+    for (const auto &fault : faults) {
+        SCOPED_TRACE(&fault - faults);
+        EXPECT_TRUE(parent_found());
+        fault(*tree.phu());
+        EXPECT_FALSE(parent_found());
+        *tree.phu() = healthy;
+    }
 }
 
 TEST_F(hwidxr_test, ParentInTheRootBankIsNeverFound) {
@@ -137,6 +134,9 @@ TEST_F(hwidxr_test, FailedReadsEndTheirStep) {
     EXPECT_EQ(show(0x02140005, 11),
               "failed to read hwindex from npu 0, bank_id 20 node_id 5 rc: 0x7\n");
     EXPECT_EQ(show(0xff00000002ff0005, 11), "invalid bank id 255\n");
+    tree.phu()->tbm_handle = nullptr;    // said once per label
+    EXPECT_EQ(show(0x01010003, 0),
+              "NULL tbm_handle\n" + end_text + label(nullptr, 0x01010003) + "\n");
 }
 
 TEST_F(hwidxr_test, ReverseLookupTakesTheFirstInPreOrderAndNoInternalNode) {
@@ -154,22 +154,13 @@ TEST_F(hwidxr_test, ReverseLookupTakesTheFirstInPreOrderAndNoInternalNode) {
               std::string::npos);
 }
 
-TEST_F(hwidxr_test, MissingTreeIsSaidOncePerLabel) {
-    tree.phu()->tbm_handle = nullptr;
-    const std::string missing = "NULL tbm_handle\n";
-    const std::string reply = show(0x02140005, 1);
-    EXPECT_EQ(reply.substr(0, missing.size()), missing);
-    EXPECT_NE(reply.find("\n" + missing + "    " + end_text + label(nullptr, 0x03030064)),
-              std::string::npos);
-}
-
 std::string walk_results(int indexes, int sn, int skip, int en, int stray_sn, int stray_en,
                          int errors) {
-    const auto text = [](int n) { return std::to_string(n) + "\n"; };
-    return "  hw index count: " + text(indexes) + "         sn node: " + text(sn) +
-           "       skip node: " + text(skip) + "         en node: " + text(en) +
-           "non zero sn node: " + text(stray_sn) + "non zero en node: " + text(stray_en) +
-           "      read error: " + text(errors);
+    return format(
+        "  hw index count: %d\n         sn node: %d\n       skip node: %d\n"
+        "         en node: %d\nnon zero sn node: %d\nnon zero en node: %d\n"
+        "      read error: %d\n",
+        indexes, sn, skip, en, stray_sn, stray_en, errors);
 }
 
 TEST_F(hwidxwalk_test, CountsByTypeAndDumpsTheImageFromByte16Down) {
@@ -178,24 +169,18 @@ TEST_F(hwidxwalk_test, CountsByTypeAndDumpsTheImageFromByte16Down) {
         hint(tree.root(0), HINT_SEARCH, put(41, 0, search_image(0x0102030405060708, 0x9fff)));
     tn *skip = hint(tree.add_search(root, 1), HINT_SEARCH, put(1, 1, skip_image(0, 0, 0, 0)));
     hint(tree.add_end(skip, 1), HINT_END, put(1, 2, phu_node{}));
-    tn *broken = hint(tree.add_end(skip, 2), HINT_END, 0x05010003);
+    const tn *broken = hint(tree.add_end(skip, 2), HINT_END, 0x05010003);
     hint(tree.add_end(skip, 3), HINT_INIT, 0x05010003);
     const std::string error =
         "failed to read hwindex from npu 0, bank_id 1 node_id 3 rc: 0x7\n"
         "failed to read hw index 0x5010003 tn " +
         at(broken) + "\n";
-    const std::string counts = walk_results(5, 1, 1, 0, 0, 0, 1);
-    EXPECT_EQ(captured([] { cmd_hwidxwalk(2, 0, 0); }), error + counts);
-    const auto pieces = captured_pieces([] { cmd_hwidxwalk(11, 0, 0); });
-    std::string joined;
-    for (const std::string &piece : pieces) {
-        joined += piece;
-    }
-    EXPECT_EQ(joined.substr(0, joined.find('\n') + 1),
-              "0x00290000 f90000000000009fff0102030405060708\n");
-    EXPECT_EQ(pieces.size(), 3U * 19 + 2 + 7);
-    EXPECT_EQ(captured([&] { cmd_hwidxwalk(0, reinterpret_cast<uint64_t>(broken), 0); }),
+    EXPECT_EQ(reply_of(cmd_hwidxwalk, 2), error + walk_results(5, 1, 1, 0, 0, 0, 1));
+    EXPECT_EQ(reply_of(cmd_hwidxwalk, 0, number(broken)),
               error + walk_results(1, 0, 0, 0, 0, 0, 1));
+    EXPECT_EQ(reply_of(cmd_hwidxwalk, 11).find("0x00290000 f90000000000009fff0102030405060708\n"),
+              0U);
+    EXPECT_EQ(pieces_of(cmd_hwidxwalk, 11).size(), 3U * 19 + 2 + 7);
 }
 
 TEST_F(hwidxwalk_test, CopiesWithoutHardwareNodeAreCountedAndReported) {
@@ -209,24 +194,14 @@ TEST_F(hwidxwalk_test, CopiesWithoutHardwareNodeAreCountedAndReported) {
             lines += "hw index is zero , but phu_en not zero, tn " + at(node) + "\n";
         }
     }
-    EXPECT_EQ(captured([] { cmd_hwidxwalk(1, 0, 0); }), lines + walk_results(0, 0, 0, 0, 1, 12, 0));
-    EXPECT_EQ(captured([] { cmd_hwidxwalk(0, 0, 0); }), walk_results(0, 0, 0, 0, 1, 12, 0));
-}
-
-TEST_F(hwidxwalk_test, TypedStartAddressesAreRefusedBeforeTheyAreFollowed) {
-    EXPECT_EQ(captured([] { cmd_hwidxwalk(0, 64, 0); }), "invalid tn addr: 0x40\n");
-    EXPECT_EQ(captured([] { cmd_hwidxwalk(0, 0x7ffffffff000, 0); }),
+    EXPECT_EQ(reply_of(cmd_hwidxwalk, 1), lines + walk_results(0, 0, 0, 0, 1, 12, 0));
+    EXPECT_EQ(reply_of(cmd_hwidxwalk), walk_results(0, 0, 0, 0, 1, 12, 0));
+    EXPECT_EQ(reply_of(cmd_hwidxwalk, 0, 64), "invalid tn addr: 0x40\n");
+    EXPECT_EQ(reply_of(cmd_hwidxwalk, 0, 0x7ffffffff000),
               "address 0x7ffffffff000 is not readable\n");
-    const uint64_t inside = reinterpret_cast<uint64_t>(tree.root(0)) + 1;
-    EXPECT_EQ(captured([&] { cmd_hwidxwalk(0, inside, 0); }),
-              "address " + at(reinterpret_cast<void *>(inside)) + " is not readable\n");
     tree.phu()->tbm_handle = nullptr;
-    EXPECT_EQ(captured([] { cmd_hwidxwalk(0, 0, 0); }),
-              "NULL tbm_handle\n" + walk_results(0, 0, 0, 0, 0, 0, 0));
+    EXPECT_EQ(reply_of(cmd_hwidxwalk), "NULL tbm_handle\n" + walk_results(0, 0, 0, 0, 0, 0, 0));
 }
-
-const std::string hwdis_heading =
-    "hw en node mask count distribution\n index     sum   INIT    SEARCH SCH_END END\n";
 
 TEST_F(hwdis_test, RowsUpToTheHighestAndFullMasksInRowZero) {
     tn *root = hint(tree.root(0), HINT_SEARCH, put(41, 0, search_image(0, 0)));
@@ -235,24 +210,22 @@ TEST_F(hwdis_test, RowsUpToTheHighestAndFullMasksInRowZero) {
     hint(tree.add_end(root, 1), 7, put(1, 2, end_image(~uint64_t{0}, ~uint64_t{0})));
     hint(tree.add_end(root, 2), HINT_SEARCH, put(1, 3, end_image(0, 3)));
     hint(tree.add_end(root, 3), HINT_SEARCH, put(1, 4, skip_image(0, 0, 0, 0)));
-    tn *broken = hint(tree.add_end(root, 4), HINT_SEARCH, 0x01010005);
-    EXPECT_EQ(captured([] { cmd_hwdis(0, 0, 0); }),
+    const tn *broken = hint(tree.add_end(root, 4), HINT_SEARCH, 0x01010005);
+    const tn *init = hint(tree.add_end(root, 5), HINT_INIT, 0x00290000);
+    EXPECT_EQ(named(reply_of(cmd_hwdis), {{broken, "BROKEN"}, {init, "INIT"}}),
               "failed to read hwindex from npu 0, bank_id 1 node_id 5 rc: 0x7\n"
-              "failed to read tn " +
-                  at(broken) + " hwindex 0x1010005\n" + hwdis_heading +
-                  "    0        1      0       0      0      1\n"
-                  "    1        0      0       0      0      0\n"
-                  "    2        2      0       1      0      1\n"
-                  "total PHU    end nodes: 3\ntotal PHU   skip nodes: 1\n"
-                  "total PHU search nodes: 1\n");
-}
-
-TEST_F(hwdis_test, NodesInStateInitAreSkippedAndLeaveNoRows) {
-    tn *root = hint(tree.root(0), HINT_INIT, 0x00290000);
-    EXPECT_EQ(captured([] { cmd_hwdis(0, 0, 0); }),
-              "skip hint state INIT for tn " + at(root) + "\n" + hwdis_heading +
-                  "total PHU    end nodes: 0\ntotal PHU   skip nodes: 0\n"
-                  "total PHU search nodes: 0\n");
+              "failed to read tn BROKEN hwindex 0x1010005\n"
+              "skip hint state INIT for tn INIT\n"
+              "hw en node mask count distribution\n"
+              " index     sum   INIT    SEARCH SCH_END END\n"
+              "    0        1      0       0      0      1\n"
+              "    1        0      0       0      0      0\n"
+              "    2        2      0       1      0      1\n"
+              "total PHU    end nodes: 3\ntotal PHU   skip nodes: 1\n"
+              "total PHU search nodes: 1\n");
+    hint(root, HINT_INIT, 0);
+    root->sn_charray->ta_nnodes = 0;
+    EXPECT_NE(reply_of(cmd_hwdis).find("SCH_END END\ntotal"), std::string::npos) << "no rows";
 }
 
 }    // namespace

@@ -69,13 +69,12 @@ TEST_F(node_read_test, EachReasonNotToReadHasItsLineAndReadsNothing) {
     EXPECT_EQ(reply(19, 2048), "invalid bank_id 19 node_id 2048\n");
     f_vector.ot_csr_read = nullptr;
     EXPECT_EQ(reply(3, 0), "ot_csr_read not loaded\n");
-    tree.plu()->active_npu_map = 0;
-    EXPECT_EQ(reply(3, 0), "no active npu found\n");
-    tree.plu()->active_npu_map = 0x10;    // beyond the NPUs there are
-    EXPECT_EQ(reply(3, 0), "no active npu found\n");
-    tree.plu()->npu_count = 255;
-    tree.plu()->active_npu_map = 0;
-    EXPECT_EQ(reply(3, 0), "no active npu found\n");
+    const uint32_t npus[][2] = {{4, 0}, {4, 0x10}, {255, 0}};    // 0x10: beyond the NPUs there are
+    for (const auto &[count, map] : npus) {
+        tree.plu()->npu_count = static_cast<uint8_t>(count);
+        tree.plu()->active_npu_map = map;
+        EXPECT_EQ(reply(3, 0), "no active npu found\n");
+    }
     EXPECT_EQ(csr_reads, 0);
 }
 
@@ -92,7 +91,7 @@ protected:
 };
 
 TEST_F(chain_test, FollowsSkipNodesLikeSearchNodesAndTracesEveryNode) {
-    EXPECT_EQ(captured([] { cmd_v4hw(0x0a010200, 24, 5); }),
+    EXPECT_EQ(reply_of(cmd_v4hw, 0x0a010200, 24, 5),
               "prefix 0x0a010200 10.1.2.0/24\n\n"
               "SN: ext_bitmap: 0x0000000000000020 level:0 bank:19 node_id:2047 me:0 bmsf: 0 "
               "c_ptr 0x09fff hw_index: 0x00290000\n"
@@ -128,7 +127,7 @@ TEST_F(lookup_test, ChainDeeperThanTheKeyIsStopped) {
     for (uint32_t i = 0; i < 64; ++i) {
         put(21, 64 + i, search_image(~uint64_t{0}, phu_c_ptr_encode(21, 64)));
     }
-    const auto pieces = captured_pieces([] { cmd_v6hw(0x20010db800000000, 0, 32); });
+    const auto pieces = pieces_of(cmd_v6hw, 0x20010db800000000, 0, 32);
     ASSERT_EQ(pieces.size(), 27U);    // prefix, levels 0 to 23, error, result
     EXPECT_EQ(pieces[0], "prefix 0x20010db8000000000000000000000000 (2001:db8::)/32\n\n");
     EXPECT_EQ(pieces[25], "ERR: hint node chain too deep, level:23\n");
@@ -137,10 +136,15 @@ TEST_F(lookup_test, ChainDeeperThanTheKeyIsStopped) {
               "0000000000000000\n");
 }
 
-TEST_F(lookup_test, DefaultPrefixIsSearchedInIpv4Only) {
+TEST_F(lookup_test, ArgumentsAreCutToTheirLengthAndTheDefaultIsSearchedInIpv4Only) {
+    const auto prefix = [](uint64_t argument) {
+        return pieces_of(cmd_v6hw, 0x20010db8aabbccdd, 0x112233445566776f, argument)[0].substr(42);
+    };
+    EXPECT_EQ(prefix(1300), "(2001:db8:aab0::)/44\n\n");
+    EXPECT_EQ(prefix(65535127), "(2001:db8:aabb:ccdd:1122:3344:5566:776e)/127\n\n");
     put(41, 0, end_image(3, 9));
-    EXPECT_EQ(captured([] { cmd_v6hw(0, 0, 5000); }), "skip searching default prefix\n");
-    EXPECT_EQ(captured([] { cmd_v4hw(0, 0, 0); }),
+    EXPECT_EQ(reply_of(cmd_v6hw, 0, 0, 5000), "skip searching default prefix\n");
+    EXPECT_EQ(reply_of(cmd_v4hw),
               "prefix 0x00000000 0.0.0.0/0\n\n"
               "EN: masks: 0x0000000000000003 0000000000000009 level:0 hw_index: 0x00290000\n"
               "\ncalled phu_hw_engine_search_sim(), rc = 0x0 hint_mask 0x0000000000000009\n");
@@ -154,12 +158,16 @@ TEST_F(lookup_test, LastChunkOfIpv6IsTheLastWholeKeyBytes) {
     }
     put(21, 0, search_image(uint64_t{1} << 0x2a, phu_c_ptr_encode(22, 9)));
     put(22, 9, end_image(0, 5));
-    EXPECT_NE(
-        captured([] { cmd_v6hw(0, 0x2a << 2 | 3, 128); }).find("level:22 hw_index: 0x16160009"),
-        std::string::npos);
+    EXPECT_NE(reply_of(cmd_v6hw, 0, 0x2a << 2 | 3, 128).find("level:22 hw_index: 0x16160009"),
+              std::string::npos);
 }
 
 TEST_F(hint_dump_test, ShowsNodeOwnerCopiesAndMasks) {
+    EXPECT_EQ(captured([&] { tn_hint_dump(tree.root(0)); }),
+              "HINT state:   INIT bmsf: 0 pb_len: 0 offset:0 la:(nil) nodes: 0 key type:0 hw idx: "
+              "0x00000000\n"
+              "hint mask  0x0000000000000000 0x0000000000000000  (/1 from left most)\n");
+    EXPECT_EQ(csr_reads, 0);
     tn *node = hint(tree.root(0), 5, put(2, 3, skip_image(0xf0, 0x801, 12, 0xabcdef)));
     node->bmsf = 8;
     node->par_bl_len = 9;
@@ -190,14 +198,6 @@ TEST_F(hint_dump_test, ShowsNodeOwnerCopiesAndMasks) {
             "hint mask  0x0000000000000004 0x0000000000000003  (/1 from left most)\n"
             "h int mask 0x0000000000000006 0x0000000000000005  count 1\n"
             "h ext mask 0x0000000000000008 0x0000000000000007  count 0\n");
-}
-
-TEST_F(hint_dump_test, UnhintedNodeShowsItsStateAlone) {
-    EXPECT_EQ(captured([&] { tn_hint_dump(tree.root(0)); }),
-              "HINT state:   INIT bmsf: 0 pb_len: 0 offset:0 la:(nil) nodes: 0 key type:0 hw idx: "
-              "0x00000000\n"
-              "hint mask  0x0000000000000000 0x0000000000000000  (/1 from left most)\n");
-    EXPECT_EQ(csr_reads, 0);
 }
 
 }    // namespace

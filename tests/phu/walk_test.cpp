@@ -8,7 +8,7 @@
 namespace {
 
 std::string walk(uint64_t leaf_mode, uint64_t node_mode = 0) {
-    return captured([&] { cmd_walk(leaf_mode, node_mode, 0); });
+    return reply_of(cmd_walk, leaf_mode, node_mode);
 }
 
 /// IPv4 of VRF 5: a hinted root, a SEARCH_END node with leaves, an END and an unhinted node below;
@@ -54,7 +54,7 @@ protected:
 
 TEST_F(walk_test, SummaryCountsNodesAndLeavesByStateAndType) {
     EXPECT_EQ(walk(0), healthy_summary());
-    EXPECT_EQ(captured_pieces([] { cmd_walk(0, 0, 0); }).size(), 3U + 5 + 4 * 5 + 2);
+    EXPECT_EQ(pieces_of(cmd_walk).size(), 3U + 5 + 4 * 5 + 2);
     EXPECT_STREQ(phu_pfx_str, "16.0");
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(walk(0), "NULL tbm_handle\n");
@@ -71,41 +71,32 @@ TEST_F(walk_test, LeafLinesNameTheirAncestorsFromTheParentUp) {
               "-02 [T:0004,#0004,h:0003] E 0.0.5.50.0.0.0.0.0        tbm: 200.0.0.0/6"
               "                                    [P: 2 1 0 ]\n" +
                   healthy_summary());
-    EXPECT_EQ(captured_pieces([] { cmd_walk(1, 0, 0); })[1], "1 ");
-}
-
-TEST_F(walk_test, RecordingListsTheLeavesAlone) {
-    v6->hint_state = HINT_INIT;
-    end->in_lfarray->la_leaves[0] = nullptr;    // passed over
-    EXPECT_EQ(walk(11, 1).find("SUM"), std::string::npos);
-    EXPECT_EQ(walk(11),
-              "A U4 0.0.0.0/0 5 #\nA U4 128.0.0.0/1 5 #\nA U4 200.0.0.0/6 5 #\nA U6 ::/0 0 #\n");
-    EXPECT_EQ(walk(0).find("A U"), std::string::npos);
+    EXPECT_EQ(pieces_of(cmd_walk, 1)[1], "1 ");
 }
 
 TEST_F(walk_test, NodeCopiesAreShownOnRequest) {
-    end->int_mask_count = 1;
-    end->hint_en_mask[15] = 0x80;
-    const std::string reply = walk(0, 1);
-    EXPECT_EQ(reply.substr(0, reply.find("SUM")),
-              "SN: hwindex 0x00290000 tbm:1 me:1 bmsf:7 child ptr 0x0123 0x0000000000000020\n"
-              "SN: hwindex 0x01010001 tbm:2 me:0 bmsf:0 child ptr 0x0000 0x0000000000000000\n"
-              "EN: hwindex 0x02020002 bmap: 0x00000000000000bb 0x00000000000000aa tbm:2\n"
-              "EN: hwindex 0x02020003 bmap: 0x8000000000000000 0x0000000000000000 tbm:3\n"
-              "SN: hwindex 0x01290400 tbm:6 me:0 bmsf:0 child ptr 0x0000 0x0000000000000000\n");
-    EXPECT_NE(reply.find("dumpable nodes: 5\n"), std::string::npos);
-}
-
-TEST_F(walk_test, EndCopyWithoutMasksIsShownUnderADebugFlagOnly) {
-    const auto shown = [] {
-        return walk(0, 1).find("EN: hwindex 0x02020003") != std::string::npos;
+    const auto copies = [] {
+        const std::string reply = walk(0, 1);
+        return reply.substr(0, reply.find("SUM"));
     };
-    EXPECT_FALSE(shown());
+    const std::string above =
+        "SN: hwindex 0x00290000 tbm:1 me:1 bmsf:7 child ptr 0x0123 0x0000000000000020\n"
+        "SN: hwindex 0x01010001 tbm:2 me:0 bmsf:0 child ptr 0x0000 0x0000000000000000\n"
+        "EN: hwindex 0x02020002 bmap: 0x00000000000000bb 0x00000000000000aa tbm:2\n";
+    const std::string end_copy =
+        "EN: hwindex 0x02020003 bmap: 0x8000000000000000 0x0000000000000000 tbm:3\n";
+    const std::string below =
+        "SN: hwindex 0x01290400 tbm:6 me:0 bmsf:0 child ptr 0x0000 0x0000000000000000\n";
+    end->hint_en_mask[15] = 0x80;
+    EXPECT_EQ(copies(), above + below) << "no masks, no debug flag";
     for (int32_t *flag : {&plu_debug_tb, &plu_debug_xRAM}) {
         *flag = 1;
-        EXPECT_TRUE(shown());
+        EXPECT_EQ(copies(), above + end_copy + below);
         *flag = 0;
     }
+    end->int_mask_count = 1;
+    EXPECT_EQ(copies(), above + end_copy + below);
+    EXPECT_NE(walk(0).find("dumpable nodes: 5\n"), std::string::npos);
 }
 
 TEST_F(walk_test, MoreMasksThanTheLimitCountAsNcfmOnly) {
@@ -122,15 +113,11 @@ TEST_F(walk_test, MoreMasksThanTheLimitCountAsNcfmOnly) {
 TEST_F(walk_test, UnexpectedStateIsCountedTracedAndNotDescended) {
     middle->hint_state = 9;
     phu_debug_verf_err = 1;
-    const std::string reply = walk(11);
+    EXPECT_EQ(walk(11), "");
     phu_debug_verf_err = 0;
-    EXPECT_EQ(reply, "");
-    EXPECT_EQ(tree.phu()->unexpected_state, 1U);
-    EXPECT_EQ(syslog_lines, std::vector<std::string>{"0.0.5: Unexpected state incorrect: 9\n"});
-    EXPECT_STREQ(phu_pfx_str, "16.0");
     walk(0);
     EXPECT_EQ(tree.phu()->unexpected_state, 2U);
-    EXPECT_EQ(syslog_lines.size(), 1U);
+    EXPECT_EQ(syslog_lines, std::vector<std::string>{"0.0.5: Unexpected state incorrect: 9\n"});
 }
 
 TEST_F(walk_test, OnlyInternalNodesAmongTheChildrenAreNotWalked) {
@@ -143,6 +130,11 @@ TEST_F(walk_test, OnlyInternalNodesAmongTheChildrenAreNotWalked) {
 }
 
 TEST_F(walk_test, MissingArraysAndSlotsAreNotFollowed) {
+    v6->hint_state = HINT_INIT;
+    end->in_lfarray->la_leaves[0] = nullptr;
+    EXPECT_EQ(walk(11),
+              "A U4 0.0.0.0/0 5 #\nA U4 128.0.0.0/1 5 #\nA U4 200.0.0.0/6 5 #\nA U6 ::/0 0 #\n");
+    v6->hint_state = HINT_SEARCH;    // the leaves of an END node in this state are not listed
     end->in_lfarray->la_leaves = nullptr;
     plain->in_lfarray = nullptr;
     middle->sn_charray->ta_nodes[0] = nullptr;    // internal node

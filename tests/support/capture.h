@@ -1,6 +1,7 @@
 // Capturing reply sink and hand-built records for tests.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -15,3 +16,13 @@ std::string captured(const std::function<void()> &action);
 
 /// Runs `action` and returns what it sent, message by message.
 std::vector<std::string> captured_pieces(const std::function<void()> &action);
+
+/// What a command sends, joined and message by message.
+inline std::string reply_of(void (*command)(uint64_t, uint64_t, uint64_t), uint64_t a1 = 0,
+                            uint64_t a2 = 0, uint64_t a3 = 0) {
+    return captured([&] { command(a1, a2, a3); });
+}
+inline std::vector<std::string> pieces_of(void (*command)(uint64_t, uint64_t, uint64_t),
+                                          uint64_t a1 = 0, uint64_t a2 = 0, uint64_t a3 = 0) {
+    return captured_pieces([&] { command(a1, a2, a3); });
+}

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// printf into a string.
@@ -29,4 +30,25 @@ inline std::string join(const std::vector<std::string> &pieces, size_t first = 0
         joined += pieces[i];
     }
     return joined;
+}
+
+/// Times that a text occurs in another.
+inline size_t occurrences(const std::string &text, const std::string &what) {
+    size_t count = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+/// The text with addresses replaced by names, so that an expected text can be a literal.
+inline std::string named(std::string text,
+                         const std::vector<std::pair<const void *, const char *>> &names) {
+    for (const auto &[address, name] : names) {
+        const std::string digits = format("%p", address);
+        for (size_t at = text.find(digits); at != std::string::npos; at = text.find(digits)) {
+            text.replace(at, digits.size(), name);
+        }
+    }
+    return text;
 }

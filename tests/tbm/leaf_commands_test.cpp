@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tbm/access.h"
 #include "tbm/commands.h"
 #include "tbm/count_prefixes.h"
@@ -10,21 +12,44 @@
 
 namespace {
 
-std::string showla(const void *array, uint64_t force = 0) {
-    return captured([&] { cmd_showla(number(array), force, 0); });
-}
-
-std::string la_line(const leaf_array *array, const tn *owner) {
-    return format("la %p ", static_cast<const void *>(array)) +
-           (owner == nullptr ? "tn (nil)\n" : format("tn %p\n", static_cast<const void *>(owner)));
-}
-
 mask128 mask_of(std::initializer_list<uint32_t> lengths) {
     mask128 mask{};
     for (const uint32_t length : lengths) {
         mask_set_from_left(mask, length);
     }
     return mask;
+}
+
+/// The report of cntpfx with the counters of a list ("h_eq total:4") at their values, 1 when none
+/// is given, and all others 0.
+std::string counted(const std::string &list) {
+    std::string text =
+        "Prefix: {total} (internal count {int} end count {end}), INIT hw index {init_hw}, hbmap "
+        "{hbmap} in sn_ebmap {inside}\n"
+        "hwidx {hwidx} ebmap {ebmap} idx+ebmap {idx+ebmap}\n"
+        "ebmap s {ebmap_s} se{ebmap_se} e {ebmap_e}\n"
+        "hwidx search {hwidx_s} end {hwidx_e} search_end {hwidx_se}\n"
+        "h_ebmap {h_ebmap} sn_ebmap {sn} sn and h ebmap {sn+h} sn eq h ebmap {sn=h} heb and "
+        "ext_mask {heb+ext}\n"
+        "h_eq_int_n_ext {h_eq} h_neq_int_n_ext {h_neq} ext {ext}\n"
+        "internal node prefix mask match parent hint_mask {in} not match {out}\n"
+        "end node with pfx {with}, w/o pfx {without} end node pfx eq hmask {end_eq} neq {end_neq}\n"
+        "{init_bl} tn in hint state INIT but having par bl larray pointer set\n";
+    const auto put = [&](size_t from, size_t to, const std::string &value) {
+        text.replace(from, to + 1 - from, value);
+    };
+    std::istringstream words(list);
+    for (std::string word; words >> word;) {
+        const size_t colon = word.find(':');
+        const std::string name = "{" + word.substr(0, colon) + "}";
+        const size_t at = text.find(name);
+        EXPECT_NE(at, std::string::npos) << name;
+        put(at, at + name.size() - 1, colon == std::string::npos ? "1" : word.substr(colon + 1));
+    }
+    for (size_t at = text.find('{'); at != std::string::npos; at = text.find('{')) {
+        put(at, text.find('}'), "0");
+    }
+    return text;
 }
 
 }    // namespace
@@ -35,16 +60,20 @@ TEST(ShowLa, OwnerIsTheSearchNodeOrTheNodeItself) {
     tree.add_leaf(node, "10.0.0.0/8");
     tn *end = tree.end_at("10.1.0.0/16", 30);
     tree.add_leaf(end, "10.1.0.0/16");
-    leaf_array *inside = tn_inode(node)->in_lfarray;
-    EXPECT_EQ(showla(inside), la_line(inside, node) + format("la_nnodes 1 (la %p)\n  10.0.0.0/8\n",
-                                                             static_cast<void *>(inside)));
-    EXPECT_EQ(la_owner_find(end->in_lfarray), end);
-    end->tn_flags &= static_cast<uint16_t>(~tn_inode_flag);
-    EXPECT_EQ(la_owner_find(end->in_lfarray), nullptr);
-    end->tn_flags = TN_INTERN | tn_inode_flag;
-    EXPECT_EQ(la_owner_find(end->in_lfarray), end);
-    end->tn_flags = TN_LEAF | tn_inode_flag;
-    EXPECT_EQ(la_owner_find(end->in_lfarray), nullptr);
+    const leaf_array *inside = tn_inode(node)->in_lfarray;
+    EXPECT_EQ(named(reply_of(cmd_showla, number(inside)), {{inside, "LA"}, {node, "NODE"}}),
+              "la LA tn NODE\nla_nnodes 1 (la LA)\n  10.0.0.0/8\n");
+    const struct {
+        uint32_t flags;
+        const tn *owner;
+    } rows[] = {{TN_END | tn_inode_flag, end},
+                {TN_END, nullptr},
+                {TN_INTERN | tn_inode_flag, end},
+                {TN_LEAF | tn_inode_flag, nullptr}};
+    for (const auto &row : rows) {
+        end->tn_flags = static_cast<uint16_t>(row.flags);
+        EXPECT_EQ(la_owner_find(end->in_lfarray), row.owner) << row.flags;
+    }
     EXPECT_EQ(la_owner_find(nullptr), nullptr);
 }
 
@@ -54,131 +83,60 @@ TEST(ShowLa, ArrayWithoutOwnerIsListedOnlyByForce) {
     leaf_array *array = tree.make_leaf_array(3);
     array->la_leaves[0] = tree.make_leaf("10.1.2.0/24");
     array->la_leaves[2] = reinterpret_cast<leaf *>(0x7ffffffff000);
-    EXPECT_EQ(showla(array), la_line(array, nullptr) +
-                                 "cant find leaf array parent tn, skip detailed leaf info\n");
-    EXPECT_EQ(showla(array, 1),
-              la_line(array, nullptr) +
-                  format("la_nnodes 3 (la %p)\n", static_cast<void *>(array)) +
-                  "  10.1.2.0/24\n  (null)\naddress 0x7ffffffff000 is not readable\n");
-    EXPECT_EQ(showla(reinterpret_cast<void *>(0x7ffffffff000), 1),
+    const auto showla = [&](uint64_t force) {
+        return named(reply_of(cmd_showla, number(array), force), {{array, "LA"}});
+    };
+    EXPECT_EQ(showla(0),
+              "la LA tn (nil)\ncant find leaf array parent tn, skip detailed leaf info\n");
+    EXPECT_EQ(showla(1),
+              "la LA tn (nil)\nla_nnodes 3 (la LA)\n  10.1.2.0/24\n  (null)\n"
               "address 0x7ffffffff000 is not readable\n");
-    const tree_array *low = tree.root_array();
-    EXPECT_EQ(showla(low, 1),
-              format("invalide leaf array addr:%p\n", static_cast<const void *>(low)));
+    EXPECT_EQ(reply_of(cmd_showla, 0x7ffffffff000, 1), "address 0x7ffffffff000 is not readable\n");
+    EXPECT_EQ(reply_of(cmd_showla, 0x1230, 1), "invalide leaf array addr:0x1230\n");
     tree.phu()->tbm_handle = nullptr;
-    EXPECT_EQ(showla(array), "NULL tbm_handle\n");
+    EXPECT_EQ(showla(0), "NULL tbm_handle\n");
 }
-
-namespace {
-
-/// The printed numbers of cntpfx by label, in the order of the lines.
-struct counters {
-    int total, internal_leaves, end_leaves, init_hw_index, hbmap, in_sn_ebmap;
-    int hwidx, ebmap, idx_ebmap;
-    int ebmap_s, ebmap_se, ebmap_e;
-    int hwidx_s, hwidx_e, hwidx_se;
-    int h_ebmap, sn_ebmap, sn_and_h, sn_eq_h, heb_ext;
-    int h_eq, h_neq, ext;
-    int inode_match, inode_not;
-    int with_pfx, without_pfx, end_eq, end_neq;
-    int init_par_bl;
-
-    bool operator==(const counters &) const = default;
-};
-
-std::string lines(const counters &c) {
-    return format(
-               "Prefix: %d (internal count %d end count %d), INIT hw index %d, hbmap %d in "
-               "sn_ebmap %d\nhwidx %d ebmap %d idx+ebmap %d\nebmap s %d se%d e %d\n"
-               "hwidx search %d end %d search_end %d\n",
-               c.total, c.internal_leaves, c.end_leaves, c.init_hw_index, c.hbmap, c.in_sn_ebmap,
-               c.hwidx, c.ebmap, c.idx_ebmap, c.ebmap_s, c.ebmap_se, c.ebmap_e, c.hwidx_s,
-               c.hwidx_e, c.hwidx_se) +
-           format(
-               "h_ebmap %d sn_ebmap %d sn and h ebmap %d sn eq h ebmap %d heb and ext_mask %d\n"
-               "h_eq_int_n_ext %d h_neq_int_n_ext %d ext %d\n"
-               "internal node prefix mask match parent hint_mask %d not match %d\n"
-               "end node with pfx %d, w/o pfx %d end node pfx eq hmask %d neq %d\n"
-               "%d tn in hint state INIT but having par bl larray pointer set\n",
-               c.h_ebmap, c.sn_ebmap, c.sn_and_h, c.sn_eq_h, c.heb_ext, c.h_eq, c.h_neq, c.ext,
-               c.inode_match, c.inode_not, c.with_pfx, c.without_pfx, c.end_eq, c.end_neq,
-               c.init_par_bl);
-}
-
-std::string cntpfx(const tn *start = nullptr) {
-    return captured([&] { cmd_cntpfx(number(start), 0, 0); });
-}
-
-}    // namespace
 
 /// One SEARCH node below the root; each change moves its own counters from the base case.
 TEST(CntPfx, EverySearchNodeCounterHasItsRule) {
+    const std::string hinted = "hbmap ebmap h_ebmap ";
+    const auto leaves = [] { return reinterpret_cast<leaf_array *>(16); };
     const struct {
-        void (*change)(tn *node);
-        void (*expect)(counters &c);
+        std::function<void(tn *)> change;
+        std::string moved;
     } cases[] = {
-        {[](tn *) {}, [](counters &) {}},
-        {[](tn *n) { n->hw_index = 1; }, [](counters &c) { c.init_hw_index = 1; }},
-        {[](tn *n) { n->hint_state = 1, n->hw_index = 1; },
-         [](counters &c) { c.hwidx = c.hwidx_s = 1; }},
-        {[](tn *n) { n->hint_state = 2, n->hw_index = 1; },
-         [](counters &c) { c.hwidx = c.hwidx_se = 1; }},
-        {[](tn *n) { n->hint_state = 3, n->hw_index = 1; },
-         [](counters &c) { c.hwidx = c.hwidx_e = 1; }},
-        {[](tn *n) { n->hint_state = 4, n->hw_index = 1; }, [](counters &c) { c.hwidx = 1; }},
-        {[](tn *n) { n->hint_state = 3; }, [](counters &) {}},
-        {[](tn *n) { n->hint_ebmap = 6; },
-         [](counters &c) { c.hbmap = c.ebmap = c.h_ebmap = 1, c.h_eq = 0; }},
-        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 1; },
-         [](counters &c) { c.hbmap = c.ebmap = c.h_ebmap = c.ebmap_s = 1, c.h_eq = 0; }},
-        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 2; },
-         [](counters &c) { c.hbmap = c.ebmap = c.h_ebmap = c.ebmap_se = 1, c.h_eq = 0; }},
-        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 3; },
-         [](counters &c) { c.hbmap = c.ebmap = c.h_ebmap = c.ebmap_e = 1, c.h_eq = 0; }},
-        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 4; },
-         [](counters &c) { c.hbmap = c.ebmap = c.h_ebmap = 1, c.h_eq = 0; }},
-        {[](tn *n) { n->hint_ebmap = 6, n->hw_index = 1, n->hint_state = 5; },
-         [](counters &c) {
-             c.hbmap = c.ebmap = c.h_ebmap = c.hwidx = c.idx_ebmap = 1, c.h_eq = 0;
-         }},
-        {[](tn *n) { n->hint_ebmap = 6, n->ext_mask.low = 1; },
-         [](counters &c) { c.hbmap = c.ebmap = c.h_ebmap = c.heb_ext = 1, c.h_eq = 0; }},
-        {[](tn *n) { n->sn_ebmap = 1; }, [](counters &c) { c.sn_ebmap = 1; }},
-        {[](tn *n) { n->sn_ebmap = 2, n->hint_ebmap = 6; },
-         [](counters &c) {
-             c.hbmap = c.ebmap = c.h_ebmap = c.sn_ebmap = c.sn_and_h = 1, c.h_eq = 0;
-         }},
-        {[](tn *n) { n->sn_ebmap = 7, n->hint_ebmap = 6; },
-         [](counters &c) {
-             c.hbmap = c.ebmap = c.h_ebmap = c.sn_ebmap = c.sn_and_h = c.in_sn_ebmap = 1,
-             c.h_eq = 0;
-         }},
-        {[](tn *n) { n->sn_ebmap = 6, n->hint_ebmap = 6; },
-         [](counters &c) {
-             c.hbmap = c.ebmap = c.h_ebmap = c.sn_ebmap = c.sn_and_h = c.in_sn_ebmap = c.sn_eq_h =
-                 1;
-             c.h_eq = 0;
-         }},
-        {[](tn *n) { n->int_mask.low = n->hint_mask.low = 3; }, [](counters &) {}},
-        {[](tn *n) { n->hint_mask.low = 3; }, [](counters &c) { c.h_eq = 0; }},
-        {[](tn *n) { n->hint_mask.low = 3, n->hint_state = 1; },
-         [](counters &c) { c.h_eq = 0, c.h_neq = 1; }},
-        {[](tn *n) { n->ext_mask.high = n->hint_mask.high = 3; }, [](counters &c) { c.ext = 1; }},
-        {[](tn *n) { n->par_bl_larray = reinterpret_cast<leaf_array *>(16); },
-         [](counters &c) { c.init_par_bl = 1; }},
-        {[](tn *n) { n->par_bl_larray = reinterpret_cast<leaf_array *>(16), n->hint_state = 1; },
-         [](counters &) {}},
-        {[](tn *n) { n->tn_flags = TN_LEAF, n->hw_index = 1; }, [](counters &) {}},
+        {[](tn *) {}, "h_eq"},
+        {[](tn *n) { n->hw_index = 1; }, "h_eq init_hw"},
+        {[](tn *n) { n->hint_state = 1, n->hw_index = 1; }, "h_eq hwidx hwidx_s"},
+        {[](tn *n) { n->hint_state = 2, n->hw_index = 1; }, "h_eq hwidx hwidx_se"},
+        {[](tn *n) { n->hint_state = 3, n->hw_index = 1; }, "h_eq hwidx hwidx_e"},
+        {[](tn *n) { n->hint_state = 4, n->hw_index = 1; }, "h_eq hwidx"},
+        {[](tn *n) { n->hint_state = 3; }, "h_eq"},
+        {[](tn *n) { n->hint_ebmap = 6; }, hinted},
+        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 1; }, hinted + "ebmap_s"},
+        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 2; }, hinted + "ebmap_se"},
+        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 3; }, hinted + "ebmap_e"},
+        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 4; }, hinted},
+        {[](tn *n) { n->hint_ebmap = 6, n->hint_state = 4, n->hw_index = 1; },
+         hinted + "hwidx idx+ebmap"},
+        {[](tn *n) { n->hint_ebmap = 6, n->ext_mask.low = 1; }, hinted + "heb+ext"},
+        {[](tn *n) { n->sn_ebmap = 1; }, "h_eq sn"},
+        {[](tn *n) { n->hint_ebmap = 6, n->sn_ebmap = 2; }, hinted + "sn sn+h"},
+        {[](tn *n) { n->hint_ebmap = 6, n->sn_ebmap = 7; }, hinted + "sn sn+h inside"},
+        {[](tn *n) { n->hint_ebmap = 6, n->sn_ebmap = 6; }, hinted + "sn sn+h inside sn=h"},
+        {[](tn *n) { n->int_mask.low = n->hint_mask.low = 3; }, "h_eq"},
+        {[](tn *n) { n->hint_mask.low = 3; }, ""},
+        {[](tn *n) { n->hint_mask.low = 3, n->hint_state = 1; }, "h_neq"},
+        {[](tn *n) { n->ext_mask.high = n->hint_mask.high = 3; }, "h_eq ext"},
+        {[&](tn *n) { n->par_bl_larray = leaves(); }, "h_eq init_bl"},
+        {[&](tn *n) { n->par_bl_larray = leaves(), n->hint_state = 1; }, "h_eq"},
+        {[](tn *n) { n->tn_flags = TN_LEAF, n->hw_index = 1; }, "h_eq"},
     };
-    int number = 0;
     for (const auto &c : cases) {
-        SCOPED_TRACE(number++);
+        SCOPED_TRACE(&c - cases);
         hand_tree tree;
         c.change(tree.add_search(tree.root(), 0));
-        counters expected{};
-        expected.h_eq = 1;
-        c.expect(expected);
-        EXPECT_EQ(cntpfx(), lines(expected));
+        EXPECT_EQ(reply_of(cmd_cntpfx), counted(c.moved));
     }
 }
 
@@ -191,20 +149,13 @@ TEST(CntPfx, EndNodesCompareTheirLeavesWithTheirOwnMask) {
     end->in_lfarray->la_leaves[3] = tree.make_leaf("0.0.0.0/0");
     end->hint_ebmap = 1;    // counts for nodes with children alone
     end->hint_mask = mask_of({8, 24});
-    counters expected{};
-    expected.total = expected.end_leaves = 4;
-    expected.with_pfx = expected.end_eq = 1;
-    EXPECT_EQ(cntpfx(), lines(expected));
+    EXPECT_EQ(reply_of(cmd_cntpfx), counted("total:4 end:4 with end_eq"));
     EXPECT_EQ(leaf_mask, mask_of({8, 24}));
     end->hint_mask = mask_of({8, 24, 25});
-    expected.end_eq = 0;
-    expected.end_neq = 1;
-    EXPECT_EQ(cntpfx(), format("tn %p with hint_mask != int+ext\n", static_cast<void *>(end)) +
-                            lines(expected));
+    EXPECT_EQ(named(reply_of(cmd_cntpfx), {{end, "END"}}),
+              "tn END with hint_mask != int+ext\n" + counted("total:4 end:4 with end_neq"));
     end->in_lfarray = nullptr;
-    expected = {};
-    expected.without_pfx = 1;
-    EXPECT_EQ(cntpfx(), lines(expected));
+    EXPECT_EQ(reply_of(cmd_cntpfx), counted("without"));
 }
 
 TEST(CntPfx, InternalNodesMustLieInsideTheParentsMask) {
@@ -213,21 +164,15 @@ TEST(CntPfx, InternalNodesMustLieInsideTheParentsMask) {
     inode->in_lfarray = tree.make_leaf_array(1);
     inode->in_lfarray->la_leaves[0] = tree.make_leaf("10.0.0.0/8");
     tree.root()->hint_mask = mask_of({8, 9});
-    counters expected{};
-    expected.total = expected.internal_leaves = 1;
-    expected.inode_match = 1;
-    EXPECT_EQ(cntpfx(), lines(expected));
+    EXPECT_EQ(reply_of(cmd_cntpfx), counted("total int in"));
     tree.root()->hint_mask = mask_of({9});
-    expected.inode_match = 0;
-    expected.inode_not = 1;
-    EXPECT_EQ(cntpfx(),
-              format("tn %p inode pfx not in parent hint_mask\n", static_cast<void *>(inode)) +
-                  lines(expected));
-    expected.inode_not = 0;    // a start at the internal node knows no parent
-    EXPECT_EQ(cntpfx(inode),
-              format("walk tn tree start from %p\n", static_cast<void *>(inode)) + lines(expected));
+    EXPECT_EQ(named(reply_of(cmd_cntpfx), {{inode, "INODE"}}),
+              "tn INODE inode pfx not in parent hint_mask\n" + counted("total int out"));
+    EXPECT_EQ(named(reply_of(cmd_cntpfx, number(inode)), {{inode, "INODE"}}),
+              "walk tn tree start from INODE\n" + counted("total int"))
+        << "no parent is known";
     inode->in_lfarray = nullptr;
-    EXPECT_EQ(cntpfx(), lines({}));
+    EXPECT_EQ(reply_of(cmd_cntpfx), counted(""));
 }
 
 TEST(CntPfx, SixWarningsAtMostWhileTheCountersGoOn) {
@@ -235,27 +180,22 @@ TEST(CntPfx, SixWarningsAtMostWhileTheCountersGoOn) {
     for (uint32_t chunk = 0; chunk < 8; ++chunk) {
         tree.add_end(tree.root(), chunk)->hint_mask = mask_of({1});
     }
-    const auto pieces = captured_pieces([] { cmd_cntpfx(0, 0, 0); });
+    const auto pieces = pieces_of(cmd_cntpfx);
     EXPECT_EQ(pieces.size(), 6U + 9U);
-    EXPECT_EQ(pieces[6].find("Prefix: 0"), 0U);
-    EXPECT_EQ(pieces[6 + 7], "end node with pfx 8, w/o pfx 0 end node pfx eq hmask 0 neq 8\n");
+    EXPECT_EQ(join(pieces, 6), counted("with:8 end_neq:8"));
 }
 
 TEST(CntPfx, StartDecidesWhatIsCounted) {
     hand_tree tree;
     tn *end = tree.root(0, TN_END);
     end->hw_index = end->hint_state = 3;
-    counters expected{};
-    EXPECT_EQ(cntpfx(), lines(expected));
-    EXPECT_EQ(cntpfx(end),
-              format("walk tn tree start from %p\n", static_cast<void *>(end)) + lines(expected));
     const tn *node = tree.add_search(tree.root(1), 0);
-    expected.h_eq = 1;
-    EXPECT_EQ(
-        cntpfx(node),
-        format("walk tn tree start from %p\n", static_cast<const void *>(node)) + lines(expected));
-    EXPECT_EQ(captured([] { cmd_cntpfx(0x7ffffffff000, 0, 0); }),
-              "address 0x7ffffffff000 is not readable\n");
+    EXPECT_EQ(reply_of(cmd_cntpfx), counted("h_eq"));    // roots do not count
+    for (const tn *start : {static_cast<const tn *>(end), node}) {
+        EXPECT_EQ(named(reply_of(cmd_cntpfx, number(start)), {{start, "START"}}),
+                  "walk tn tree start from START\n" + counted(start == node ? "h_eq" : ""));
+    }
+    EXPECT_EQ(reply_of(cmd_cntpfx, 0x7ffffffff000), "address 0x7ffffffff000 is not readable\n");
     tree.phu()->tbm_handle = nullptr;
-    EXPECT_EQ(cntpfx(), "NULL tbm_handle\n" + lines({}));
+    EXPECT_EQ(reply_of(cmd_cntpfx), "NULL tbm_handle\n" + counted(""));
 }

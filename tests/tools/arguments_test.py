@@ -61,7 +61,6 @@ FORMS = {
 
 REFUSALS = {
     # as typed: what the message must quote
-    "": "a command is missing",
     "wlak": "'wlak' is no command; did you mean 'walk'?",
     "dump 1 2 3 4": "'4' is one number too many",
     "dump 12x": "'12x' does not fit",

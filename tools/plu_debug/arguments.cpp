@@ -1,6 +1,7 @@
 #include "tools/plu_debug/arguments.h"
 
 #include "tools/plu_debug/exchange.h"
+#include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/nearest.h"
 #include "tools/plu_debug/number.h"
 #include "tools/plu_debug/prefix.h"
@@ -206,6 +207,9 @@ parsed_command parse_command(const std::vector<std::string> &words, bool raw) {
     if (result.row == nullptr) {
         std::vector<std::string> names;
         for (const command &row : all_commands()) {
+            names.emplace_back(row.name);
+        }
+        for (const local_command &row : local_commands()) {
             names.emplace_back(row.name);
         }
         result.error = quote(words[0]) + " is no command" + did_you_mean(words[0], names) +

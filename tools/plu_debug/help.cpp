@@ -1,6 +1,9 @@
 #include "tools/plu_debug/help.h"
 
-#include "tools/plu_debug/commands.h"
+#include <algorithm>
+
+#include "tools/plu_debug/arguments.h"
+#include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/options.h"
 
 namespace client {
@@ -35,14 +38,23 @@ std::string command_lines() {
     return text;
 }
 
-}    // namespace
+std::string local_lines() {
+    std::string text;
+    for (const local_command &row : local_commands()) {
+        text += "  " + padded(row.name + (" " + std::string(row.form)), option_column) +
+                row.meaning + '\n';
+    }
+    return text;
+}
 
 std::string help_text() {
     return "usage: plu_debug [OPTION...] NAME [ARGUMENT...]\n"
+           "       plu_debug [OPTION...] -f FILE\n"
            "Asks the PLU background process on this card.\n"
            "\nOptions:\n" +
-           option_lines() +
-           "\nCommands ('plu_debug help NAME' tells the arguments, 'plu_debug -h' asks the "
+           option_lines() + "\nThe client's own commands:\n" + local_lines() +
+           "\nThe process's commands ('plu_debug help NAME' tells the arguments, 'plu_debug -h' "
+           "asks the "
            "process):\n" +
            command_lines() +
            "\nExit status: 0 done; 1 a check found inconsistencies, or the process refused;\n"
@@ -66,6 +78,28 @@ std::string command_help(std::string_view name) {
         text += "  changes the card's state\n";
     }
     return text + "  the process says: " + row->help + '\n';
+}
+
+std::string local_help(const local_command &row) {
+    return std::string(row.name) + ' ' + row.form + ": " + row.meaning + '\n';
+}
+
+}    // namespace
+
+exit_status run_help(const std::vector<std::string> &words, const options & /*chosen*/,
+                     json_writer &json) {
+    if (words.size() < 2) {
+        json.out().write(help_text());
+        return status_done;
+    }
+    const local_command *local = find_local_command(words[1]);
+    const std::string text = local != nullptr ? local_help(*local) : command_help(words[1]);
+    if (text.empty()) {
+        notice(parse_command({words[1]}).error);
+        return status_usage;
+    }
+    json.out().write(text);
+    return status_done;
 }
 
 }    // namespace client

@@ -2,13 +2,15 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+#include "tools/plu_debug/json.h"
+#include "tools/plu_debug/options.h"
 
 namespace client {
 
-/// The whole help: forms, options, commands, exit status.
-std::string help_text();
-
-/// Help on one command; empty when there is no such command.
-std::string command_help(std::string_view name);
+/// plu_debug help [NAME]: the whole help, or one command's. An unknown name is wrong usage.
+exit_status run_help(const std::vector<std::string> &words, const options &chosen,
+                     json_writer &json);
 
 }    // namespace client

@@ -1,7 +1,7 @@
 #include "tools/plu_debug/options.h"
 
 #include <charconv>
-#include <functional>
+#include <cstdlib>
 #include <optional>
 
 #include "tools/plu_debug/nearest.h"
@@ -33,6 +33,25 @@ bool set_limits(time_limits &limits, const std::string &word) {
     return seconds.has_value();
 }
 
+bool set_repeat(options &chosen, const std::string &word) {
+    const auto number = parse_number(word);
+    chosen.repeat = number.value_or(1);
+    chosen.repeat_given = true;
+    return number.has_value();
+}
+
+bool set_interval(options &chosen, const std::string &word) {
+    const auto seconds = parse_seconds(word);
+    chosen.interval = seconds.value_or(chosen.interval);
+    chosen.interval_given = true;
+    return seconds.has_value();
+}
+
+bool environment_says_read_only() {
+    const char *value = std::getenv("PLU_DEBUG_READ_ONLY");
+    return value != nullptr && *value != '\0' && std::string_view(value) != "0";
+}
+
 }    // namespace
 
 std::span<const option_row> all_options() {
@@ -40,6 +59,21 @@ std::span<const option_row> all_options() {
         {"-t", "--timeout", "SEC",
          "give up after SEC seconds without a first answer (30), or without a further one (120)",
          [](options &o, const std::string &word) { return set_limits(o.limits, word); }},
+        {"-f", "--file", "FILE", "run the commands of FILE, one a line ('-': standard input)",
+         [](options &o, const std::string &word) { return !(o.file = word).empty(); }},
+        {"-k", "--keep-going", nullptr, "with a file: go on after a command that failed",
+         [](options &o, const std::string &) { return set_flag(o.keep_going); }},
+        {"-j", "--json", nullptr,
+         "write JSON: one object, or an array of objects for several commands",
+         [](options &o, const std::string &) { return set_flag(o.json); }},
+        {"-r", "--repeat", "N", "run the command N times, with time stamps (0: until interrupted)",
+         [](options &o, const std::string &word) { return set_repeat(o, word); }},
+        {"-i", "--interval", "SEC",
+         "start a run every SEC seconds (1); without -r until interrupted",
+         [](options &o, const std::string &word) { return set_interval(o, word); }},
+        {nullptr, "--read-only", nullptr,
+         "refuse what changes the card; so does PLU_DEBUG_READ_ONLY=1 in the environment",
+         [](options &o, const std::string &) { return set_flag(o.read_only); }},
         {nullptr, "--raw", nullptr,
          "send NAME and up to three numbers as they are, also a NAME that is not in the table",
          [](options &o, const std::string &) { return set_flag(o.raw); }},
@@ -117,6 +151,7 @@ std::string apply(options &result, const std::vector<std::string> &words, size_t
 
 options parse_options(const std::vector<std::string> &words, std::string &error) {
     options result;
+    result.read_only = environment_says_read_only();
     bool options_end = false;
     for (size_t i = 0; i < words.size() && error.empty(); ++i) {
         if (!options_end && words[i] == "--") {
@@ -126,6 +161,12 @@ options parse_options(const std::vector<std::string> &words, std::string &error)
         } else {
             result.words.push_back(words[i]);
         }
+    }
+    if (result.interval_given && !result.repeat_given) {
+        result.repeat = 0;
+    }
+    if (error.empty() && !result.file.empty() && !result.words.empty()) {
+        error = "'" + result.words[0] + "': a command and --file exclude each other";
     }
     return result;
 }

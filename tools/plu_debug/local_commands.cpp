@@ -1,0 +1,37 @@
+#include "tools/plu_debug/local_commands.h"
+
+#include "tools/plu_debug/commands.h"
+#include "tools/plu_debug/health.h"
+#include "tools/plu_debug/help.h"
+#include "tools/plu_debug/metrics.h"
+#include "tools/plu_debug/record.h"
+#include "tools/plu_debug/recording_diff.h"
+
+namespace client {
+namespace {
+
+constexpr local_command rows[] = {
+    {"help", "[NAME]", 0, 1, false, "explains the client, or one command", run_help},
+    {"health", "", 0, 0, true, "runs all checks, a line each", run_health},
+    {"metrics", "[FILE]", 0, 1, false, "writes all counters in the Prometheus text format",
+     run_metrics},
+    {"record", "FILE", 1, 1, false, "saves all prefixes", run_record},
+    {"diff", "FILE FILE", 2, 2, false, "compares two recordings", run_diff},
+};
+
+}    // namespace
+
+std::span<const local_command> local_commands() {
+    return rows;
+}
+
+const local_command *find_local_command(std::string_view name) {
+    for (const local_command &row : rows) {
+        if (same_word(row.name, name)) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+}    // namespace client

@@ -1,0 +1,29 @@
+// What the client itself can do on top of the process's commands.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/plu_debug/json.h"
+#include "tools/plu_debug/options.h"
+
+namespace client {
+
+struct local_command {
+    const char *name;
+    const char *form;    // its arguments
+    size_t least;        // how many words it needs, and takes at most
+    size_t most;
+    bool has_json;
+    const char *meaning;
+    exit_status (*run)(const std::vector<std::string> &words, const options &chosen,
+                       json_writer &json);    // as text goes to the writer's output
+};
+
+std::span<const local_command> local_commands();
+
+/// Null when there is none of that name.
+const local_command *find_local_command(std::string_view name);
+
+}    // namespace client

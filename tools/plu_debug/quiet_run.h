@@ -1,0 +1,25 @@
+// Runs a command for its meaning alone: nothing is printed.
+#pragma once
+
+#include <functional>
+
+#include "tools/plu_debug/exchange.h"
+#include "tools/plu_debug/verdict.h"
+
+namespace client {
+
+struct quiet_result {
+    exchange_result exchange;
+    reply_judge judge;
+    double seconds;
+
+    [[nodiscard]] exit_status status() const {
+        return exchange.kind == outcome::done ? judge.status() : status_of(exchange.kind);
+    }
+};
+
+/// Runs a command of the table. Every whole line goes to `line` when there is one.
+quiet_result run_quietly(const char *name, uint64_t a1, const time_limits &limits,
+                         const std::function<void(std::string_view)> &line = {});
+
+}    // namespace client

@@ -1,0 +1,128 @@
+#include "tools/plu_debug/recording_diff.h"
+
+#include <fstream>
+#include <map>
+
+#include "tools/plu_debug/prefix_sorter.h"
+
+namespace client {
+namespace {
+
+constexpr size_t bad_lines_shown = 5;
+
+struct loaded_file {
+    prefix_sorter prefixes;
+    std::string error;
+    size_t bad_lines = 0;
+};
+
+bool is_comment(std::string_view line) {
+    const size_t start = line.find_first_not_of(" \t\r");
+    return start == std::string_view::npos || line[start] == '#';
+}
+
+void load(const std::string &name, loaded_file &loaded) {
+    std::ifstream file(name);
+    std::string line;
+    for (size_t number = 1; std::getline(file, line); ++number) {
+        if (is_comment(line)) {
+            continue;
+        }
+        const auto prefix = parse_table_line(line);
+        if (!prefix && ++loaded.bad_lines <= bad_lines_shown) {
+            std::string text = name;
+            text.append(":").append(std::to_string(number));
+            notice(text.append(": no prefix, skipped: '").append(line).append("'"));
+        }
+        if (prefix && !loaded.prefixes.add(*prefix)) {
+            loaded.error = "no room for temporary files";
+            return;
+        }
+    }
+    if (!file.eof()) {
+        loaded.error = "cannot read '" + name + "'";
+    } else if (!loaded.prefixes.finish()) {
+        loaded.error = "no room for temporary files";
+    }
+    if (loaded.bad_lines > bad_lines_shown) {
+        notice(name + ": " + std::to_string(loaded.bad_lines) + " lines are no prefix");
+    }
+}
+
+struct change_counts {
+    size_t added = 0;
+    size_t removed = 0;
+};
+
+// Walks both in step and writes what only one of them has.
+class comparison {
+public:
+    explicit comparison(output &out) : out_(out) {}
+
+    void run(prefix_sorter &before, prefix_sorter &after) {
+        auto old_one = before.next();
+        auto new_one = after.next();
+        while (old_one || new_one) {
+            if (!new_one || (old_one && *old_one < *new_one)) {
+                write('-', *old_one).removed += 1;
+                old_one = before.next();
+            } else if (!old_one || *new_one < *old_one) {
+                write('+', *new_one).added += 1;
+                new_one = after.next();
+            } else {
+                old_one = before.next();
+                new_one = after.next();
+            }
+        }
+    }
+
+    void write_sums() {
+        change_counts total;
+        for (const auto &[place, counts] : sums_) {
+            write_sum(
+                "vrf " + std::to_string(place.first) + (place.second == 4 ? " IPv4" : " IPv6"),
+                counts);
+            total.added += counts.added;
+            total.removed += counts.removed;
+        }
+        write_sum("all", total);
+    }
+
+    [[nodiscard]] bool same() const { return sums_.empty(); }
+
+private:
+    change_counts &write(char sign, const table_prefix &prefix) {
+        out_.write(std::string(1, sign) + ' ' + table_text(prefix) + '\n');
+        return sums_[{prefix.vrf, prefix.family}];
+    }
+    void write_sum(const std::string &place, const change_counts &counts) {
+        out_.write(place + ": " + std::to_string(counts.added) + " added, " +
+                   std::to_string(counts.removed) + " removed\n");
+    }
+
+    output &out_;
+    std::map<std::pair<unsigned, unsigned>, change_counts> sums_;
+};
+
+}    // namespace
+
+exit_status run_diff(const std::vector<std::string> &words, const options & /*chosen*/,
+                     json_writer &json) {
+    loaded_file before;
+    loaded_file after;
+    load(words[1], before);
+    load(words[2], after);
+    for (const loaded_file *loaded : {&before, &after}) {
+        if (!loaded->error.empty()) {
+            notice(loaded->error);
+            return status_usage;
+        }
+    }
+    comparison compared(json.out());
+    compared.run(before.prefixes, after.prefixes);
+    compared.write_sums();
+    const bool clean = compared.same() && before.bad_lines + after.bad_lines == 0;
+    return clean ? status_done : status_findings;
+}
+
+}    // namespace client

@@ -1,0 +1,176 @@
+#include "tools/plu_debug/runner.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+#include "tools/plu_debug/arguments.h"
+#include "tools/plu_debug/interrupt.h"
+#include "tools/plu_debug/json_reply.h"
+#include "tools/plu_debug/local_commands.h"
+#include "tools/plu_debug/stopwatch.h"
+#include "tools/plu_debug/text_reply.h"
+
+namespace client {
+namespace {
+
+std::vector<std::string> split_words(const std::string &line) {
+    std::istringstream stream(line.substr(0, line.find('#')));
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+// Sleeps until the time has come; false when an interrupt came first.
+bool sleep_until(std::chrono::steady_clock::time_point time) {
+    constexpr milliseconds slice{50};
+    while (interrupts_seen() == 0) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= time) {
+            return true;
+        }
+        std::this_thread::sleep_for(
+            std::min<std::chrono::steady_clock::duration>(slice, time - now));
+    }
+    return false;
+}
+
+/// What --read-only says to a command; empty when it lets it pass.
+std::string read_only_objection(const parsed_command &command) {
+    const client::command *row =
+        command.row != nullptr ? command.row : find_command(command.request.name);
+    if (row == nullptr && !is_listing(command.request.name)) {
+        return "'" + std::string(command.request.name) +
+               "' is unknown, and --read-only sends nothing unknown";
+    }
+    if (row != nullptr && row->changes_state) {
+        return "'" + std::string(row->name) +
+               "' changes the card's state, which --read-only refuses";
+    }
+    return {};
+}
+
+}    // namespace
+
+exit_status runner::refuse(const std::vector<std::string> &words, const std::string &message) {
+    if (chosen_.json) {
+        write_unsent(words, message, json_);
+    }
+    notice(place_ + message);
+    return status_usage;
+}
+
+exit_status runner::run_local(const std::vector<std::string> &words) {
+    const local_command &row = *find_local_command(words[0]);
+    const size_t count = words.size() - 1;
+    if (count < row.least || count > row.most) {
+        return refuse(words, std::string("use: ") + row.name + ' ' + row.form);
+    }
+    if (chosen_.json && !row.has_json) {
+        return refuse(words, "'" + words[0] + "' has no JSON form");
+    }
+    return row.run(words, chosen_, json_);
+}
+
+exit_status runner::run_words(const std::vector<std::string> &words) {
+    if (!chosen_.raw && find_local_command(words[0]) != nullptr) {
+        return run_local(words);
+    }
+    const parsed_command command = parse_command(words, chosen_.raw);
+    if (!command.error.empty()) {
+        return refuse(words, command.error);
+    }
+    const std::string objection = chosen_.read_only ? read_only_objection(command) : "";
+    if (!objection.empty()) {
+        return refuse(words, objection);
+    }
+    for (const std::string &note : command.notes) {
+        notice(place_ + "note: " + note);
+    }
+    return chosen_.json ? run_as_json(command, words, chosen_, json_)
+                        : run_as_text(command, chosen_, out_);
+}
+
+// One command a line. Ends at the first that fails, unless told to go on; an interrupt always ends
+// it.
+exit_status runner::run_script() {
+    std::ifstream file;
+    const bool from_file = !chosen_.file.empty() && chosen_.file != "-";
+    if (from_file) {
+        file.open(chosen_.file);
+        if (!file) {
+            return refuse({}, "cannot read '" + chosen_.file + "'");
+        }
+    }
+    std::istream &input = from_file ? file : std::cin;
+    const std::string name = from_file ? chosen_.file : "standard input";
+    exit_status worst = status_done;
+    std::string line;
+    for (size_t number = 1; std::getline(input, line); ++number) {
+        const std::vector<std::string> words = split_words(line);
+        if (words.empty()) {
+            continue;
+        }
+        place_ = name + ':' + std::to_string(number) + ": ";
+        const exit_status status = run_words(words);
+        worst = std::max(worst, status);
+        if (status != status_done && (!chosen_.keep_going || status == status_interrupted)) {
+            out_.flush();
+            if (status != status_usage) {
+                notice(place_ + "'" + line + "' ended with status " + std::to_string(status));
+            }
+            return status;
+        }
+    }
+    return worst;
+}
+
+exit_status runner::run_once() {
+    return chosen_.words.empty() ? run_script() : run_words(chosen_.words);
+}
+
+// Starts every interval, or as soon after as the run before has ended.
+exit_status runner::run_repeatedly() {
+    exit_status worst = status_done;
+    auto next = std::chrono::steady_clock::now();
+    for (uint64_t run = 1; chosen_.repeat == 0 || run <= chosen_.repeat; ++run) {
+        if (!sleep_until(next)) {
+            return status_interrupted;
+        }
+        next = std::max(next + chosen_.interval, std::chrono::steady_clock::now());
+        if (!chosen_.json) {
+            out_.write("== " + utc_now() + " run " + std::to_string(run) + '\n');
+        }
+        const exit_status status = run_once();
+        out_.flush();
+        worst = std::max(worst, status);
+        if (status == status_usage || status == status_interrupted) {
+            return status;
+        }
+    }
+    return worst;
+}
+
+exit_status runner::run() {
+    const bool repeated = chosen_.repeat != 1;
+    const bool several = chosen_.json && (repeated || chosen_.words.empty());
+    if (several) {
+        json_.begin('[');
+    }
+    const exit_status status = repeated ? run_repeatedly() : run_once();
+    if (several) {
+        json_.end(']');
+    }
+    if (chosen_.json) {
+        out_.write("\n");
+    }
+    return status;
+}
+
+}    // namespace client

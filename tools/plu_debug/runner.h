@@ -1,0 +1,34 @@
+// Runs commands from wherever they come: the command line, again and again, a file, standard input.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/plu_debug/json.h"
+#include "tools/plu_debug/options.h"
+#include "tools/plu_debug/output.h"
+
+namespace client {
+
+class runner {
+public:
+    runner(const options &chosen, output &out) : chosen_(chosen), out_(out), json_(out) {}
+
+    /// Runs the command line's command, or the file or standard input; as often as was asked for.
+    exit_status run();
+
+private:
+    exit_status run_once();
+    exit_status run_repeatedly();
+    exit_status run_script();
+    exit_status run_words(const std::vector<std::string> &words);
+    exit_status run_local(const std::vector<std::string> &words);
+    exit_status refuse(const std::vector<std::string> &words, const std::string &message);
+
+    const options &chosen_;
+    output &out_;
+    json_writer json_;
+    std::string place_;    // file and line of the command, empty on the command line
+};
+
+}    // namespace client

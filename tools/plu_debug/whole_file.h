@@ -1,0 +1,34 @@
+// A file that appears under its name only when it is whole.
+#pragma once
+
+#include <string>
+
+#include "tools/plu_debug/file_handle.h"
+#include "tools/plu_debug/output.h"
+
+namespace client {
+
+class whole_file {
+public:
+    /// Creates a temporary file beside `name`; `error` says why it cannot.
+    whole_file(const std::string &name, std::string &error);
+    /// Removes the temporary file unless it was put in place.
+    ~whole_file();
+    whole_file(const whole_file &) = delete;
+    whole_file &operator=(const whole_file &) = delete;
+    whole_file(whole_file &&) = delete;
+    whole_file &operator=(whole_file &&) = delete;
+
+    [[nodiscard]] output &out() { return out_; }
+
+    /// Puts the file in place. Returns what went wrong, or nothing.
+    [[nodiscard]] std::string commit();
+
+private:
+    std::string name_;
+    std::string temporary_;
+    file_handle file_;
+    output out_;
+};
+
+}    // namespace client
