@@ -144,14 +144,16 @@ TEST_F(hwidxr_test, ReverseLookupTakesTheFirstInPreOrderAndNoInternalNode) {
     EXPECT_EQ(phu_find_tn_by_hw_index(0xff030064), owners[0]);
     tn *earlier = hint(tree.root(3, TN_END), HINT_END, 0x00030064);
     tn *found[65];
-    phu_find_tns_by_hw_index(0x030064, 6, found);
+    tn *own = nullptr;
+    const hw_index_range wanted[] = {{0x030064, 6, found}, {parent->hw_index, 1, &own}};
+    phu_find_owners(wanted);
+    EXPECT_EQ(own, parent);
     EXPECT_EQ(found[0], earlier);
     EXPECT_EQ(found[2], nullptr);
     EXPECT_EQ(found[5], owners[5]);
     EXPECT_EQ(phu_find_tn_by_hw_index(0x07000000), nullptr) << "no index is not bank 0 node 0";
     node->sn_charray->ta_nodes[0] = parent;    // a cycle
-    EXPECT_TRUE(
-        contains(captured([&] { phu_find_tns_by_hw_index(0x030064, 65, found); }), "walk stopped"));
+    EXPECT_TRUE(contains(captured([&] { phu_find_owners(wanted); }), "walk stopped"));
 }
 
 std::string walk_results(int indexes, int sn, int skip, int en, int stray_sn, int stray_en,
