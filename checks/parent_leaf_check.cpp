@@ -36,26 +36,26 @@ struct reference {
           offset(node->par_bl_offset),
           kept_length(node->par_bl_len),
           on_stack(parent_la_contains(array, index) != 0),
-          nnodes(on_stack || can_read(array) ? array->la_nnodes : 0) {}
+          nnodes(on_stack || can_read(array, sizeof *array, alignof(leaf_array)) ? array->la_nnodes
+                                                                                 : 0) {}
 
     /// The leaf referred to; null when the offset is outside, the slot is empty or what lies there
     /// cannot be read.
     [[nodiscard]] const leaf *target() const {
         leaf *const *slots = offset >= nnodes ? nullptr : array->la_leaves;
-        if (slots == nullptr || (!on_stack && !can_read(slots + offset))) {
+        if (slots == nullptr ||
+            (!on_stack && !can_read(slots + offset, sizeof(void *), alignof(void *)))) {
             return nullptr;
         }
         const leaf *found = slots[offset];
-        return on_stack || can_read(found) ? found : nullptr;
+        return on_stack || can_read(found, sizeof *found, alignof(leaf)) ? found : nullptr;
     }
 
 private:
     /// An array that no ancestor owns is followed only after a question to the kernel.
-    template <typename Record>
-    static bool can_read(const Record *record) {
+    static bool can_read(const void *record, size_t size, size_t alignment) {
         const auto address = reinterpret_cast<uint64_t>(record);
-        return address != 0 && address % alignof(Record) == 0 &&
-               address_readable(address, sizeof(Record));
+        return address != 0 && address % alignment == 0 && address_readable(address, size);
     }
 };
 
