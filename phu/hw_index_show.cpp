@@ -3,7 +3,6 @@
 #include "debug_channel/reply.h"
 #include "phu/banks.h"
 #include "phu/commands.h"
-#include "phu/hint_dump.h"
 #include "phu/node_image.h"
 #include "phu/node_print.h"
 #include "phu/node_read.h"
@@ -66,28 +65,39 @@ void search_parent(uint32_t hw_index, uint32_t stride_level) {
     }
 }
 
-void show_children(const phu_node &node, uint32_t stride_level) {
+/// A missing tree is said once per label.
+void print_owned_node(const phu_node &node, const tn *owner, uint32_t hw_index, int indent) {
+    char label[hint_label_size];
+    hint_label(label, tbm_handle_or_report() == nullptr ? nullptr : owner, hw_index);
+    phu_print_hint_node(node, label, indent);
+}
+
+/// The hardware nodes below a node; none below one that does not branch.
+struct child_nodes {
+    phu_child_block block;
+    hw_index_range indexes;
+};
+
+child_nodes child_nodes_of(const phu_node &node, uint32_t stride_level, tn **owners) {
     if (!phu_node_branches(node)) {
-        return;
-    }
-    const uint32_t count = phu_child_count(node);
-    if (count >= children_counted_min) {
-        plu_debug_printf("  %d children nodes\n", count);
+        return {{}, {0, 0, owners}};
     }
     const phu_child_block block = phu_c_ptr_decode(phu_word_c_ptr(phu_node_high(node)));
     const uint32_t first = hw_index_make(stride_level + 1, block.bank_id, block.first_node);
-    tn *owners[phu_children_max];
-    phu_find_tns_by_hw_index(first, count, owners);
-    for (uint32_t i = 0; i < count; ++i) {
+    return {block, {first, phu_child_count(node), owners}};
+}
+
+void show_children(const child_nodes &children) {
+    const hw_index_range &indexes = children.indexes;
+    if (indexes.count >= children_counted_min) {
+        plu_debug_printf("  %d children nodes\n", indexes.count);
+    }
+    for (uint32_t i = 0; i < indexes.count; ++i) {
         phu_node child;
-        if (phu_csr_read_node(block.bank_id, block.first_node + i, child) != 0) {
+        if (phu_csr_read_node(children.block.bank_id, children.block.first_node + i, child) != 0) {
             return;
         }
-        // A missing tree is said once per label.
-        const tn *owner = tbm_handle_or_report() == nullptr ? nullptr : owners[i];
-        char label[hint_label_size];
-        hint_label(label, owner, first + i);
-        phu_print_hint_node(child, label, 1);
+        print_owned_node(child, indexes.owners[i], indexes.first + i, 1);
     }
 }
 
@@ -102,14 +112,22 @@ void cmd_hwidxr(uint64_t hw_index, uint64_t option, uint64_t) {
     }
     const uint32_t stride_level = phu_ctx->bank[bank_id].stride_level;
     phu_node image;
-    if (phu_hw_node_show(index, image) != 0) {
+    if (phu_csr_read_hw_index(index, image) != 0) {
         return;
     }
     const auto choice = static_cast<int64_t>(option);
+    const bool children_wanted = choice > 0 && choice % 10 == 1;
+    // One pass over the tree finds the owners of the node and of its children.
+    tn *owner = nullptr;
+    tn *child_owners[phu_children_max];
+    const child_nodes children = child_nodes_of(image, stride_level, child_owners);
+    const hw_index_range wanted[] = {{index, 1, &owner}, children.indexes};
+    phu_find_owners(std::span(wanted, children_wanted ? 2 : 1));
+    print_owned_node(image, owner, index, 0);
     if (choice >= 10 && choice <= 19) {
         search_parent(index, stride_level);
     }
-    if (choice > 0 && choice % 10 == 1) {
-        show_children(image, stride_level);
+    if (children_wanted) {
+        show_children(children);
     }
 }

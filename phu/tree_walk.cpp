@@ -43,11 +43,9 @@ bool is_root_node(const tree_array *root, const tn *node) {
     return false;
 }
 
-/// Search for the first node of each of `count` consecutive indexes; ends with the last one found.
-struct index_search {
-    uint32_t first;
-    uint32_t count;
-    tn **found;
+/// Search for the first node of each wanted index; ends with the last one found.
+struct owner_search {
+    std::span<const hw_index_range> ranges;
     uint32_t missing;
     depth_guard guard;
 
@@ -69,10 +67,15 @@ struct index_search {
 
     void note(tn *node) {
         const uint32_t hw_index = node->hw_index;
-        const uint32_t offset = (hw_index & hw_index_place_mask) - first;
-        if (hw_index != 0 && offset < count && found[offset] == nullptr) {
-            found[offset] = node;
-            --missing;
+        if (hw_index == 0) {
+            return;
+        }
+        for (const hw_index_range &range : ranges) {
+            const uint32_t offset = (hw_index - range.first) & hw_index_place_mask;
+            if (offset < range.count && range.owners[offset] == nullptr) {
+                range.owners[offset] = node;
+                --missing;
+            }
         }
     }
 };
@@ -101,15 +104,20 @@ void phu_tree_walk(void *state, phu_tree_visitor visitor, tn *start) {
 tn *phu_find_tn_by_hw_index(uint32_t hw_index) {
     tn *found = nullptr;
     if (tbm_handle_or_report() != nullptr) {
-        phu_find_tns_by_hw_index(hw_index, 1, &found);
+        const hw_index_range wanted[] = {{hw_index, 1, &found}};
+        phu_find_owners(wanted);
     }
     return found;
 }
 
-void phu_find_tns_by_hw_index(uint32_t first_hw_index, uint32_t count, tn **found) {
-    std::fill_n(found, count, nullptr);
+void phu_find_owners(std::span<const hw_index_range> ranges) {
+    uint32_t missing = 0;
+    for (const hw_index_range &range : ranges) {
+        std::fill_n(range.owners, range.count, nullptr);
+        missing += range.count;
+    }
     const tree_array *root = tbdb_root_of(tbm_handle_current());
-    index_search search{first_hw_index & hw_index_place_mask, count, found, count, {}};
+    owner_search search{ranges, missing, {}};
     for (int i = 0; root != nullptr && i < root->ta_nnodes && search.missing > 0; ++i) {
         if (tn *node = root->ta_nodes[i]; node != nullptr) {
             search.below(node, 0);

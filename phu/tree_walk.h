@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "phu/records.h"
 #include "tbm/records.h"
@@ -21,6 +22,13 @@ void phu_tree_walk(void *state, phu_tree_visitor visitor, tn *start);
 /// tbm_handle\n".
 tn *phu_find_tn_by_hw_index(uint32_t hw_index);
 
-/// The same for `count` consecutive indexes from `first_hw_index` on, in one pass over the tree:
-/// found[i] is what phu_find_tn_by_hw_index yields for the index plus i, but for its line.
-void phu_find_tns_by_hw_index(uint32_t first_hw_index, uint32_t count, tn **found);
+/// Owners wanted for `count` consecutive indexes from `first` on; owners[i] is filled with what
+/// phu_find_tn_by_hw_index yields for the index plus i, but for its line.
+struct hw_index_range {
+    uint32_t first;
+    uint32_t count;
+    tn **owners;
+};
+
+/// Fills all ranges in one pass over the tree.
+void phu_find_owners(std::span<const hw_index_range> ranges);

@@ -101,7 +101,7 @@ TEST_F(ckbank_test, HealthyBanksGiveResultsOnly) {
     hint(tree.add_intern(root), HINT_END, 0x55555555);    // internal nodes are not checked
     EXPECT_EQ(ckbank(), results(3, 0, 0, 1, 2, 0));
     const std::string detailed = ckbank(1);
-    EXPECT_EQ(detailed.find("ERR"), std::string::npos);
+    EXPECT_FALSE(contains(detailed, "ERR"));
     for (const char *line : {
              "index 20 bank id 20, stride level 2 bank size 4096 bitmap size 64\n",
              "index 40 bank id 40, stride level 255 bank size 4096 bitmap size 64\n"
@@ -111,7 +111,7 @@ TEST_F(ckbank_test, HealthyBanksGiveResultsOnly) {
              "stride bank used sum 2, phu_ctx bank_bitmap ones 2 (exluced bank 40, 41)\n",
              "mask count    en node count\n   3               2\n",
          }) {
-        EXPECT_NE(detailed.find(line), std::string::npos) << line << detailed;
+        EXPECT_TRUE(contains(detailed, line));
     }
 }
 
@@ -133,9 +133,9 @@ TEST_F(ckbank_test, EveryBankTableFaultHasItsLine) {
               "ERR: phu_stride 2 bitmap bit 9 mismatch with phu_bank[9] stride level 255\n"
               "ERR: phu_ctx bank_bitmap ones (2) doesn't match phu_stride[].bank_used 5\n" +
                   results(3, 0, 0, 1, 2, 0));
-    EXPECT_NE(ckbank(1).find("phu_stride 2 bank_bitmap 0x0000000000100202 doesn't match phu_ctx "
-                             "bank_bitmap 0x0000030000100002 \n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(ckbank(1),
+                         "phu_stride 2 bank_bitmap 0x0000000000100202 doesn't match phu_ctx "
+                         "bank_bitmap 0x0000030000100002 \n"));
 }
 
 TEST_F(ckbank_test, InvalidIndexesAreReportedNineTimesAndCountedOn) {
@@ -143,23 +143,24 @@ TEST_F(ckbank_test, InvalidIndexesAreReportedNineTimesAndCountedOn) {
     for (uint32_t i = 0; i < 12; ++i) {
         hint(tree.add_end(root, 40 + i), HINT_END, invalid[i % 4]);
     }
-    tree.phu()->bank[1].bank_size = 0xffff;    // does not open the way beyond the bitmap
-    hint(tree.add_end(root, 60), HINT_END, 0x01014000);
+    tree.phu()->bank[1].node_bitmap[32] = 1;    // node 2048 in use, beyond the bank's size
+    tree.phu()->bank[20].bank_size = 0xffff;    // does not open the way beyond the bitmap
+    hint(tree.add_end(root, 60), HINT_END, 0x02144000);
     const std::string reply = ckbank();
     EXPECT_EQ(occurrences(reply, "invalid bank id"), 9U);
-    EXPECT_NE(reply.find("invalid bank id 42 or node id 1 found for hw index 0x12a0001 tn 0x"),
-              std::string::npos);
-    EXPECT_NE(reply.find(results(16, 13, 0, 1, 2, 0)), std::string::npos);
+    EXPECT_TRUE(
+        contains(reply, "invalid bank id 42 or node id 1 found for hw index 0x12a0001 tn 0x"));
+    EXPECT_TRUE(contains(reply, results(16, 13, 0, 1, 2, 0)));
 }
 
 TEST_F(ckbank_test, WrongLevelIsReportedButNotCounted) {
     v4->hw_index = 0x18140001;
-    EXPECT_EQ(ckbank(),
-              "invalid level 24 found for hw index 0x18140001 tn V4\n" + results(3, 0, 0, 1, 1, 0));
-    v4->hw_index = 0x03140001;
+    v6->hw_index = 0x03140002;
     tree.phu()->stride[3].level = 0;
     EXPECT_EQ(ckbank(),
-              "invalid level 3 found for hw index 0x3140001 tn V4\n" + results(3, 0, 0, 1, 1, 0));
+              "invalid level 24 found for hw index 0x18140001 tn V4\n"
+              "invalid level 3 found for hw index 0x3140002 tn V6\n" +
+                  results(3, 0, 0, 1, 0, 0));
 }
 
 TEST_F(ckbank_test, MasksOfIpv4CompareInFourBytesAndOfIpv6InAll) {
@@ -189,19 +190,19 @@ TEST_F(ckbank_test, ReportsTenMaskMismatchesAndComparesTenSearchNodes) {
     EXPECT_EQ(occurrences(reply, "ERR: hint en mask"), 10U);
     EXPECT_EQ(occurrences(reply, "ERR: hint sn mismatch for tn SEARCH hw index 0x1010001\n"), 1U);
     EXPECT_EQ(occurrences(reply, "ERR: hint sn mismatch"), 2U);
-    EXPECT_NE(reply.find(results(26, 0, 12, 12, 14, 0)), std::string::npos);
-    EXPECT_NE(reply.find("en node count\n   0              12\n"), std::string::npos);
+    EXPECT_TRUE(contains(reply, results(26, 0, 12, 12, 14, 0)));
+    EXPECT_TRUE(contains(reply, "en node count\n   0              12\n"));
 }
 
 TEST_F(ckbank_test, SkipNodesAndFailedReadsAreNotCompared) {
     put(1, 1, skip_image(0, 0, 0, 0));
     break_node(0x140002);
-    EXPECT_NE(ckbank().find("node type: 2 tn SEARCH\n"
-                            "failed to read hwindex from npu 0, bank_id 20 node_id 2 rc: 0x7\n" +
-                            results(3, 0, 0, 0, 1, 1)),
-              std::string::npos);
+    EXPECT_TRUE(contains(ckbank(),
+                         "node type: 2 tn SEARCH\n"
+                         "failed to read hwindex from npu 0, bank_id 20 node_id 2 rc: 0x7\n" +
+                             results(3, 0, 0, 0, 1, 1)));
     tree.phu()->tbm_handle = nullptr;
-    EXPECT_NE(ckbank().find("NULL tbm_handle\n" + results(0, 0, 0, 0, 0, 0)), std::string::npos);
+    EXPECT_TRUE(contains(ckbank(), "NULL tbm_handle\n" + results(0, 0, 0, 0, 0, 0)));
 }
 
 }    // namespace

@@ -93,7 +93,7 @@ TEST_F(dump_test, ShowsEveryContextInOrder) {
                      " 12", "200"));
     }
     tree.handle()->stride_map = nullptr;
-    EXPECT_NE(dump().find("  1           12         0          1"), std::string::npos);
+    EXPECT_TRUE(contains(dump(), "  1           12         0          1"));
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(dump(), expected("NULL tbm_handle\n", "  0", "  0"));
 }

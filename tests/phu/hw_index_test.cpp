@@ -26,7 +26,7 @@ protected:
         parent = hint(tree.add_search(top, 0), HINT_SEARCH,
                       put(2, 9, search_image(2, 0xa000 + 4, 0, 1)));
         put(1, 3, end_image(0, 1));
-        put(2, 8, search_image(3, 0xa000 + 2));    // ends right before the node
+        put(2, 8, search_image(3, 0xa000 + 3));    // ends right before the node
         node = hint(tree.add_search(parent, 1), HINT_SEARCH,
                     put(20, 5, search_image(0x1f, 3 << 11 | 100, 0, 1)));
         for (uint32_t i = 0; i < 6; ++i) {
@@ -113,10 +113,10 @@ TEST_F(hwidxr_test, ParentInTheRootBankIsNeverFound) {
     put(41, 7, search_image(1, 1 << 11 | 3));
     tree.phu()->stride[0].bank_bitmap = uint64_t{1} << 41;
     tree.phu()->stride[0].bank_used = 1;
-    EXPECT_EQ(show(0x01010003, 10).find("Parent"), std::string::npos);
+    EXPECT_FALSE(contains(show(0x01010003, 10), "Parent"));
     assign(40, 0);
     put(40, 4095, skip_image(1, 1 << 11 | 3, 0, 0));
-    EXPECT_NE(show(0x01010003, 10).find("Parent: HINT SKIP"), std::string::npos);
+    EXPECT_TRUE(contains(show(0x01010003, 10), "Parent: HINT SKIP"));
 }
 
 TEST_F(hwidxr_test, FailedReadsEndTheirStep) {
@@ -144,14 +144,16 @@ TEST_F(hwidxr_test, ReverseLookupTakesTheFirstInPreOrderAndNoInternalNode) {
     EXPECT_EQ(phu_find_tn_by_hw_index(0xff030064), owners[0]);
     tn *earlier = hint(tree.root(3, TN_END), HINT_END, 0x00030064);
     tn *found[65];
-    phu_find_tns_by_hw_index(0x030064, 6, found);
+    tn *own = nullptr;
+    const hw_index_range wanted[] = {{0x030064, 6, found}, {parent->hw_index, 1, &own}};
+    phu_find_owners(wanted);
+    EXPECT_EQ(own, parent);
     EXPECT_EQ(found[0], earlier);
     EXPECT_EQ(found[2], nullptr);
     EXPECT_EQ(found[5], owners[5]);
     EXPECT_EQ(phu_find_tn_by_hw_index(0x07000000), nullptr) << "no index is not bank 0 node 0";
     node->sn_charray->ta_nodes[0] = parent;    // a cycle
-    EXPECT_NE(captured([&] { phu_find_tns_by_hw_index(0x030064, 65, found); }).find("walk stopped"),
-              std::string::npos);
+    EXPECT_TRUE(contains(captured([&] { phu_find_owners(wanted); }), "walk stopped"));
 }
 
 std::string walk_results(int indexes, int sn, int skip, int en, int stray_sn, int stray_en,
@@ -225,7 +227,7 @@ TEST_F(hwdis_test, RowsUpToTheHighestAndFullMasksInRowZero) {
               "total PHU search nodes: 1\n");
     hint(root, HINT_INIT, 0);
     root->sn_charray->ta_nnodes = 0;
-    EXPECT_NE(reply_of(cmd_hwdis).find("SCH_END END\ntotal"), std::string::npos) << "no rows";
+    EXPECT_TRUE(contains(reply_of(cmd_hwdis), "SCH_END END\ntotal")) << "no rows";
 }
 
 }    // namespace

@@ -158,8 +158,8 @@ TEST_F(lookup_test, LastChunkOfIpv6IsTheLastWholeKeyBytes) {
     }
     put(21, 0, search_image(uint64_t{1} << 0x2a, phu_c_ptr_encode(22, 9)));
     put(22, 9, end_image(0, 5));
-    EXPECT_NE(reply_of(cmd_v6hw, 0, 0x2a << 2 | 3, 128).find("level:22 hw_index: 0x16160009"),
-              std::string::npos);
+    EXPECT_TRUE(
+        contains(reply_of(cmd_v6hw, 0, 0x2a << 2 | 3, 128), "level:22 hw_index: 0x16160009"));
 }
 
 TEST_F(hint_dump_test, ShowsNodeOwnerCopiesAndMasks) {

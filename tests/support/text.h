@@ -1,6 +1,8 @@
 // Small helpers for expected texts.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -51,4 +53,12 @@ inline std::string named(std::string text,
         }
     }
     return text;
+}
+
+/// Whether a text occurs in another; the failure shows both.
+inline testing::AssertionResult contains(const std::string &text, const std::string &what) {
+    return (text.find(what) != std::string::npos ? testing::AssertionSuccess()
+                                                 : testing::AssertionFailure())
+           << '"' << what << "\" in\n"
+           << text;
 }

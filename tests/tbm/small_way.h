@@ -10,7 +10,8 @@
 /// holds the leaf; every node without a hint.
 struct small_way {
     explicit small_way(uint16_t vrf = 0)
-        : vrf_node(tree.search_at("10.0.0.0/8", 18, vrf)),
+        : root(tree.root(vrf >> 6)),
+          vrf_node(tree.search_at("10.0.0.0/8", 18, vrf)),
           node(tree.search_at("10.0.0.0/8", 24, vrf)),
           end(tree.end_at("10.1.0.0/16", 30, vrf)),
           end_leaf(tree.add_leaf(end, "10.1.0.0/16", vrf)) {}
@@ -23,7 +24,6 @@ struct small_way {
     }
 
     hand_tree tree;
-    tn *root = tree.root();
-    tn *vrf_node, *node, *end;
+    tn *root, *vrf_node, *node, *end;
     leaf *end_leaf;
 };

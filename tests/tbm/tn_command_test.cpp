@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The commands on the nodes of a way in VRF 5.
+/// The commands on the nodes of a way in a VRF beyond the first root slot.
 class tn_test : public ::testing::Test {
 protected:
     std::string tn_text(const tn *node, uint64_t options = 0, uint64_t mode = 0) {
@@ -17,7 +17,7 @@ protected:
         return way.named(captured([&] { tn_hint_dump(node); }));
     }
 
-    small_way way{5};
+    small_way way{0xabcd};
     hand_tree &tree = way.tree;
 };
 
@@ -33,9 +33,9 @@ TEST_F(tn_test, OwnLineNamesParentCountAndPrefix) {
         std::string place;
     } cases[] = {
         {way.root, "NODE SEARCH addr: ROOT", " parent: (nil) child:4   \n"},
-        {way.vrf_node, "NODE SEARCH addr: VRF", " parent: ROOT child:3   (0x)/0 vrf:5\n"},
-        {way.node, "NODE SEARCH addr: NODE", " parent: VRF child:2   2(0x08)/6 vrf:5\n"},
-        {way.end, "NODE    END addr: END", " parent: NODE child:1   2.32(0x0A00)/12 vrf:5\n"},
+        {way.vrf_node, "NODE SEARCH addr: VRF", " parent: ROOT child:3   (0x)/0 vrf:43981\n"},
+        {way.node, "NODE SEARCH addr: NODE", " parent: VRF child:2   2(0x08)/6 vrf:43981\n"},
+        {way.end, "NODE    END addr: END", " parent: NODE child:1   2.32(0x0A00)/12 vrf:43981\n"},
     };
     for (const auto &c : cases) {
         const std::string plain = tn_text(c.node);
@@ -43,17 +43,16 @@ TEST_F(tn_test, OwnLineNamesParentCountAndPrefix) {
         EXPECT_EQ(tn_text(c.node, 1), c.line + c.place + plain.substr(c.line.size() + 1));
     }
     const tn *inode = tree.add_intern(way.node);
-    EXPECT_NE(tn_text(inode, 1).find(" parent: NODE child:1   2.0(0x0800)/12 vrf:5\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(tn_text(inode, 1), " parent: NODE child:1   2.0(0x0800)/12 vrf:43981\n"));
     EXPECT_EQ(pieces_of(cmd_tn, number(way.end), 1)[5], "(0x");
 }
 
 TEST_F(tn_test, ChainShowsEveryAncestorBelowTheRoot) {
     tree.add_intern(way.node)->in_lfarray = nullptr;
-    tree.end_at("10.16.0.0/16", 30, 5);
+    tree.end_at("10.16.0.0/16", 30, 0xabcd);
     const std::string expected =
-        "NODE SEARCH addr: VRF parent: ROOT child:6  (0x)/0 vrf:5 hw index:0x00000000\n"
-        "NODE SEARCH addr: NODE parent: VRF child:5  2(0x08)/6 vrf:5 hw index:0x00000000\n" +
+        "NODE SEARCH addr: VRF parent: ROOT child:6  (0x)/0 vrf:43981 hw index:0x00000000\n"
+        "NODE SEARCH addr: NODE parent: VRF child:5  2(0x08)/6 vrf:43981 hw index:0x00000000\n" +
         tn_text(way.end, 1);
     EXPECT_EQ(tn_text(way.end, 4), expected);
     EXPECT_EQ(tn_text(way.end, 5), expected);
@@ -65,13 +64,13 @@ TEST_F(tn_test, ChainShowsEveryAncestorBelowTheRoot) {
 TEST_F(tn_test, SearchNodeShowsBitmapsAndChildren) {
     tn *node = way.node;
     node->hint_ebmap = 0x30;
-    tn *deep = tree.search_at("10.16.0.0/16", 30, 5);
+    tn *deep = tree.search_at("10.16.0.0/16", 30, 0xabcd);
     deep->hw_index = 0xabc;
     tree.add_end(deep, 3);
     for (uint32_t chunk = 40; chunk < 45; ++chunk) {
         tree.add_end(node, chunk)->tn_flags = 6;
     }
-    tree.add_leaf(node, "10.0.0.0/8", 5);
+    tree.add_leaf(node, "10.0.0.0/8", 0xabcd);
     tn *const *slots = node->sn_charray->ta_nodes;
     const auto shown = [&](uint64_t options) {
         return named(tn_text(node, options), {{slots[0], "INODE"},
@@ -102,14 +101,13 @@ TEST_F(tn_test, SearchNodeShowsBitmapsAndChildren) {
     EXPECT_EQ(shown(2), head + children + "inode INODE in_lfarray is NULL\n\n");
     EXPECT_EQ(tn_text(node, 10, 11), "\n");
     node->sn_charray->ta_nodes[1] = nullptr;
-    EXPECT_NE(shown(0).find("  child  1 (nil) type:INVALID hw_index 0x00000000 inode:0\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(shown(0), "  child  1 (nil) type:INVALID hw_index 0x00000000 inode:0\n"));
     node->sn_charray->ta_nodes = nullptr;
     EXPECT_EQ(tn_text(node), head + "\n");
 }
 
 TEST_F(tn_test, InternEndAndOtherTypes) {
-    tree.add_leaf(way.end, "10.1.128.0/17", 5);
+    tree.add_leaf(way.end, "10.1.128.0/17", 0xabcd);
     const std::string leaves = "in_lfarray->la_nnodes 2 (la LA\n  10.1.0.0/16\n  10.1.128.0/17\n\n";
     const std::string content = "in_ibmap   0x0000000400010000  ((2^len-1) + val)\n" + leaves;
     EXPECT_EQ(tn_text(way.end), "NODE    END addr: END\n" + hints(way.end) + content);
@@ -145,7 +143,7 @@ TEST_F(tn_test, WithoutATreeEachSearchSaysSo) {
 }
 
 TEST_F(tnwalk_test, Mode11ListsLeavesAndAnEmptyLinePerNode) {
-    tree.add_leaf(way.node, "10.0.0.0/8", 5);
+    tree.add_leaf(way.node, "10.0.0.0/8", 0xabcd);
     const tn *inode = tn_inode(way.node);
     EXPECT_EQ(named(way.named(reply_of(cmd_tnwalk, number(way.vrf_node), 11)),
                     {{inode->in_lfarray, "INSIDE"}}),
@@ -168,8 +166,8 @@ TEST_F(tnwalk_test, CycleEndsTheWalkAsAWhole) {
 }
 
 TEST_F(tnbl_test, ListsChildrenWithTheLeafThatCoversThem) {
-    const tn *first = tree.end_at("8.0.0.0/12", 30, 5);
-    tree.add_leaf(way.node, "10.0.0.0/7", 5);
+    const tn *first = tree.end_at("8.0.0.0/12", 30, 0xabcd);
+    tree.add_leaf(way.node, "10.0.0.0/7", 0xabcd);
     const auto tnbl = [&](const tn *node) {
         return named(way.named(reply_of(cmd_tnbl, number(node))), {{first, "FIRST"}});
     };
@@ -178,12 +176,10 @@ TEST_F(tnbl_test, ListsChildrenWithTheLeafThatCoversThem) {
               "child idx 00 (00) child_tn FIRST (0x0800/12), longest match for child tn: (null)\n"
               "child idx 32 (01) child_tn END (0x0A00/12), longest match for child tn: "
               "10.0.0.0/7\n");
-    EXPECT_NE(tnbl(way.root).find("(0x/0), longest match for child tn: (null)\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(tnbl(way.root), "(0x/0), longest match for child tn: (null)\n"));
     EXPECT_EQ(tnbl(way.end), "tn END is not a search node\n");
     way.node->sn_charray->ta_nodes[1] = nullptr;
-    EXPECT_NE(tnbl(way.node).find("child idx 00 (00) child_tn (nil) ((null)), longest"),
-              std::string::npos);
+    EXPECT_TRUE(contains(tnbl(way.node), "child idx 00 (00) child_tn (nil) ((null)), longest"));
     way.node->sn_charray->ta_nnodes = 1;
     EXPECT_EQ(pieces_of(cmd_tnbl, number(way.node)).size(), 2U);
     tree.phu()->tbm_handle = nullptr;

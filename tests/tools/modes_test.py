@@ -72,9 +72,10 @@ class Json(ClientTest):
         command = [BIN / "plu_debug", "--json", "walk"]
         with subprocess.Popen(["bash", "-c", 'ulimit -v 200000; exec "$@"', "-", *command],
                               stdout=subprocess.PIPE) as running:
-            document = json.loads(running.stdout.read())
-        if running.returncode == 0:    # sanitizers want more address space than that from the start
-            self.assertEqual(len(document["lines"]), 300000)
+            text = running.stdout.read()
+        if running.returncode != 0 and not text:
+            self.skipTest("a sanitizer wants more address space than that from the start")
+        self.assertEqual(len(json.loads(text)["lines"]), 300000)
 
     def test_several_commands_make_an_array(self):
         self.start()

@@ -19,8 +19,12 @@ void interrupts_install() {
     struct sigaction action {};
     action.sa_handler = count;
     sigemptyset(&action.sa_mask);
+    struct sigaction before {};
+    sigaction(SIGHUP, nullptr, &before);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaction(signal, &action, nullptr);
+        if (signal != SIGHUP || before.sa_handler != SIG_IGN) {    // nohup holds
+            sigaction(signal, &action, nullptr);
+        }
     }
     std::signal(SIGPIPE, SIG_IGN);
 }
