@@ -48,18 +48,14 @@ void for_each_child_slot(const tn *node, const Visit &visit) {
     }
 }
 
-/// Union of the external masks along a hint subtree. Its depth bound is silent: the walk that asks
-/// for it goes as deep and says so.
+/// Union of the external masks along a hint subtree. One guard serves all unions of a check: they
+/// visit each of the few hinted nodes once per level above it.
 struct external_masks {
     mask128 &mask;
-    bool stopped = false;
+    depth_guard &guard;
 
     void add(const tn *node, int level) {
-        if (stopped || !tn_is_search(node) || !has_hint(node)) {
-            return;
-        }
-        if (level >= tbm_walk_levels) {
-            stopped = true;
+        if (!tn_is_search(node) || !has_hint(node) || !guard.enter(level, node)) {
             return;
         }
         mask |= node->ext_mask;
@@ -67,7 +63,7 @@ struct external_masks {
             return;
         }
         for_each_child_slot(node, [&](const child_slots &children, int slot, bool hinted) {
-            if (hinted && children.nodes[slot] != nullptr) {
+            if (hinted && children.nodes[slot] != nullptr && !guard.stopped) {
                 add(children.nodes[slot], level + 1);
             }
         });
@@ -97,7 +93,7 @@ mask_sets collect(const tn *node, bool hinted_node, hmask_check_stats &stats) {
     if (hinted_node) {
         sets.int_ext_ebmap |= sets.ext_mask;
     }
-    external_masks external{sets.int_ext_ebmap};
+    external_masks external{sets.int_ext_ebmap, stats.external_guard};
     for_each_child_slot(node, [&](const child_slots &children, int slot, bool hinted) {
         prefetch_next_child(children, slot);
         const tn *child = children.nodes[slot];
@@ -180,7 +176,8 @@ void print_summary(const hmask_check_stats &stats) {
 }    // namespace
 
 void hint_ext_mask_union(const tn *node, mask128 &mask) {
-    external_masks{mask}.add(node, 0);
+    depth_guard guard;
+    external_masks{mask, guard}.add(node, 0);
 }
 
 void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
@@ -194,6 +191,9 @@ void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
     }
     const bool hinted = has_hint(node);
     const mask_sets sets = collect(node, hinted, stats);
+    if (stats.external_guard.stopped) {
+        return;    // the sets are incomplete
+    }
     if (hinted) {
         check_int_ext(node, sets, stats);
     }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "tbm/depth_guard.h"
 #include "tbm/records.h"
 
 /// Counts of one run.
@@ -17,11 +18,12 @@ struct hmask_check_stats {
     uint32_t inode_pfx_not_in_hint;
     const tn *last_inode;    // internal node of the node checked last: the walk visits it next
     mask128 last_inode_lengths;
+    depth_guard external_guard;    // of all collections of external masks
 };
 
 /// Checks one node; a phu_tree_visitor whose state is an hmask_check_stats.
 void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent);
 
 /// Adds the external masks of a hinted search node and of its descendants that are reached through
-/// hint search nodes. A subtree deeper than 64 levels ends the collection.
+/// hint search nodes. Runs under a depth_guard.
 void hint_ext_mask_union(const tn *node, mask128 &mask);

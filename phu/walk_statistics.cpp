@@ -12,6 +12,7 @@
 #include "phu/commands.h"
 #include "phu/node_image.h"
 #include "tbm/access.h"
+#include "tbm/depth_guard.h"
 #include "tbm/key.h"
 
 namespace {
@@ -73,6 +74,7 @@ struct tree_statistics {
     bool node_dump;
     bool recording;
     bool stopped = false;
+    depth_guard guard{};
     int too_deep_nodes = 0;
     uint32_t dumpable_nodes = 0;
     uint32_t dumpable_leaves = 0;
@@ -115,6 +117,10 @@ void tree_statistics::walk_roots(const tree_array *root) {
 }
 
 void tree_statistics::visit(const tn *node, int depth, int hint_depth, const path_record *parent) {
+    if (!guard.enter(depth, node)) {
+        stopped = true;
+        return;
+    }
     ++tbm_nodes;
     const path_record record{tbm_nodes, parent};
     count_node(node);

@@ -1,6 +1,7 @@
 #include "debug_channel/contexts.h"
 #include "debug_channel/reply.h"
 #include "tbm/access.h"
+#include "tbm/depth_guard.h"
 #include "tbm/locate.h"
 #include "tbm/tn_show.h"
 
@@ -44,10 +45,19 @@ void print_chain(const tn_path &path, const uint32_t *counts) {
     }
 }
 
-/// Counts the chain's subtrees from the inside out, so that no node is visited twice.
-void count_chain(const tn_path &path, counted_subtree inner, uint32_t *counts) {
+/// Does not count when the search has met a bound: the count would, too.
+void locate_and_count(const tn *node, tn_path &path, depth_guard &guard, uint32_t &count) {
+    tn_locate(node, path);
+    if (guard.enter(0, node)) {
+        tn_subtree_count(node, count);
+    }
+}
+
+/// Counts the chain's subtrees from the inside out, so that no node is visited twice; `guard` ends
+/// it with the first count that does not end.
+void count_chain(const tn_path &path, counted_subtree inner, depth_guard &guard, uint32_t *counts) {
     for (int i = static_cast<int>(path.depth) - 1; i >= 0; --i) {
-        if (path.nodes[i] != nullptr) {
+        if (path.nodes[i] != nullptr && guard.enter(i, path.nodes[i])) {
             tn_subtree_count(path.nodes[i], counts[i], inner);
             inner = {path.nodes[i], counts[i]};
         }
@@ -73,11 +83,11 @@ void tn_show_place(const tn *node, uint64_t options) {
     const bool placed = chain || (options & TN_SHOW_PARENT) != 0;
     tn_path path{};
     uint32_t count = 0;
+    depth_guard guard;
     if (chain) {
-        tn_locate(node, path);
+        locate_and_count(node, path, guard, count);
         uint32_t counts[tn_path_nodes] = {};
-        tn_subtree_count(node, count);
-        count_chain(path, {node, count}, counts);
+        count_chain(path, {node, count}, guard, counts);
         print_chain(path, counts);
     }
     plu_debug_printf("NODE %6s addr: %p", short_type_name(node), static_cast<const void *>(node));
@@ -86,8 +96,7 @@ void tn_show_place(const tn *node, uint64_t options) {
         return;
     }
     if (!chain) {
-        tn_locate(node, path);
-        tn_subtree_count(node, count);
+        locate_and_count(node, path, guard, count);
     } else if (path.found == 0) {
         tbm_handle_or_report();    // the line that a second search without a tree sends
     }

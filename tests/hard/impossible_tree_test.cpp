@@ -1,0 +1,109 @@
+// Every command on trees that cannot be: they end, say so once, and stay far below the stack that a
+// thread has.
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/mman.h>
+
+#include <cstring>
+
+#include "debug_channel/command_table.h"
+#include "debug_channel/dispatch.h"
+#include "debug_channel/reply.h"
+#include "tests/card/powered_card.h"
+#include "tests/hard/grafts.h"
+#include "tests/support/text.h"
+
+namespace {
+
+size_t stop_lines = 0;
+
+}    // namespace
+
+int plu_debug_reply(const char *text) {
+    stop_lines += strstr(text, ", walk stopped\n") != nullptr ? 1 : 0;
+    return 0;
+}
+
+namespace {
+
+constexpr size_t stack_size = 1 << 20;
+constexpr size_t stack_allowed = 256 << 10;
+constexpr uint8_t paint = 0xa5;
+
+/// Serves one request on a thread with a stack of its own; returns the bytes of it that were used.
+size_t serve(const plu_debug_request &request) {
+    static auto *stack = static_cast<uint8_t *>(
+        mmap(nullptr, stack_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    memset(stack, paint, stack_size);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack, stack_size);
+    pthread_t thread = {};
+    const auto run = [](void *argument) -> void * {
+        plu_debug_msg_dispatch(static_cast<plu_debug_request *>(argument));
+        return nullptr;
+    };
+    plu_debug_request copy = request;
+    EXPECT_EQ(pthread_create(&thread, &attributes, run, &copy), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    const uint8_t *touched =
+        std::find_if(stack, stack + stack_size, [](uint8_t byte) { return byte != paint; });
+    return static_cast<size_t>(stack + stack_size - touched);
+}
+
+class ImpossibleTree : public testing::Test {
+protected:
+    ImpossibleTree() : card(powered_card()) {
+        card.add("10.1.2.0/24");
+        card.add("10.1.0.0/16", 5);
+        card.add("2001:db8::/32", 200);
+        root = card.fixed().root_slots[0];
+    }
+
+    /// Hangs a subtree into a free root slot.
+    graft *hang(bool cycle) {
+        graft *made = graft::make(cycle, root->hw_index);
+        card.fixed().root_slots[4095] = made->nodes;
+        return made;
+    }
+
+    /// Serves the commands given (none: all) and prints which one needed most stack.
+    void serve_commands(const graft *below, const std::vector<std::string> &names) {
+        size_t deepest = 0;
+        std::string deepest_name;
+        for (const plu_debug_command &command : msg_handler_list) {
+            if (!names.empty() && std::count(names.begin(), names.end(), command.name) == 0) {
+                continue;
+            }
+            const bool of_node = strncmp(command.name, "tn", 2) == 0;
+            plu_debug_request request{};
+            strcpy(request.name, command.name);
+            request.a1 = of_node ? number(below->nodes + 1) : 0;
+            request.a2 = of_node ? 15 : 0;
+            stop_lines = 0;
+            const size_t used = serve(request);
+            EXPECT_LE(stop_lines, strcmp(command.name, "ckall") == 0 ? 5U : 1U) << command.name;
+            EXPECT_LT(used, stack_allowed) << command.name;
+            if (used > deepest) {
+                deepest = used;
+                deepest_name = command.name;
+            }
+        }
+        printf("deepest stack: %s, %zu bytes\n", deepest_name.c_str(), deepest);
+    }
+
+    simcard::Card &card;
+    tn *root;
+};
+
+TEST_F(ImpossibleTree, EveryCommandEndsOnACycle) {
+    serve_commands(hang(true), {});
+}
+
+TEST_F(ImpossibleTree, WalksEndOnSubtreesThatAreSharedAtEveryLevel) {
+    serve_commands(hang(false), {"walk", "cntpfx", "ckhmask"});
+    EXPECT_EQ(stop_lines, 1U);
+}
+
+}    // namespace
