@@ -35,7 +35,7 @@ need_packages() {
 }
 
 # shellcheck disable=SC2034  # used by the scripts that source this
-build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev python3)
+build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libreadline-dev python3)
 
 # build_preset PRESET: configures once and builds; quiet unless something fails.
 build_preset() {

@@ -74,6 +74,11 @@ bool channel::replaced() const {
     return fstat(replies_.get(), &status) == 0 && status.st_nlink == 0;
 }
 
+unsigned long channel::generation() const {
+    struct stat status {};
+    return fstat(replies_.get(), &status) == 0 ? status.st_ino : 0;
+}
+
 long channel::requests_waiting() const {
     return waiting(requests_);
 }

@@ -24,6 +24,9 @@ public:
     /// True when the queues were removed since they were opened: the process restarted.
     [[nodiscard]] bool replaced() const;
 
+    /// Tells these queues from those of an earlier or later run of the process.
+    [[nodiscard]] unsigned long generation() const;
+
     [[nodiscard]] long requests_waiting() const;
     [[nodiscard]] long replies_waiting() const;
 

@@ -14,45 +14,61 @@ constexpr int a2 = 1;
 constexpr int a3 = 2;
 
 constexpr keyword valued_word(const char *name, const char *value, int slot, uint64_t weight,
-                              uint64_t max = UINT64_MAX) {
-    return {name, value, weight, max, slot, false, false};
+                              const char *meaning, uint64_t max = UINT64_MAX) {
+    return {name, value, weight, max, slot, false, false, meaning};
 }
 
-constexpr keyword bare_word(const char *name, int slot, uint64_t weight) {
-    return {name, nullptr, weight, 1, slot, false, false};
+constexpr keyword bare_word(const char *name, int slot, uint64_t weight, const char *meaning) {
+    return {name, nullptr, weight, 1, slot, false, false, meaning};
 }
 
 // A bare word that no other word of its slot goes with.
-constexpr keyword lone_word(const char *name, int slot, uint64_t weight) {
-    return {name, nullptr, weight, 1, slot, true, false};
+constexpr keyword lone_word(const char *name, int slot, uint64_t weight, const char *meaning) {
+    return {name, nullptr, weight, 1, slot, true, false, meaning};
 }
 
 // Without a3 the process takes node 0 for none.
-constexpr keyword node_word{"node", "N", 1, max_node_id, a2, true, true};
+constexpr keyword node_word{"node", "N", 1, max_node_id, a2, true, true, "one node of the bank"};
 
-constexpr keyword search_v4_words[] = {valued_word("vrf", "N", a3, 1, max_vrf),
-                                       valued_word("detail", "N", a2, 1000, max_detail)};
-constexpr keyword vrf_v4_words[] = {valued_word("vrf", "N", a3, 1, max_vrf)};
-constexpr keyword vrf_v6_words[] = {valued_word("vrf", "N", a3, 1000, max_vrf)};
-constexpr keyword walk_words[] = {lone_word("leaves", a1, 1), lone_word("record", a1, 11),
-                                  bare_word("nodes", a2, 1)};
-constexpr keyword ckall_words[] = {bare_word("detail", a1, 1), bare_word("verbose", a2, 1)};
-constexpr keyword detail_words[] = {bare_word("detail", a1, 1)};
+constexpr const char *which_vrf = "the VRF, 0 without it";
+constexpr const char *start_node = "only a tree node and what is below it";
+constexpr const char *anywhere = "also outside of the shared memory";
+
+constexpr keyword search_v4_words[] = {
+    valued_word("vrf", "N", a3, 1, which_vrf, max_vrf),
+    valued_word("detail", "N", a2, 1000, "how much of each node is shown", max_detail)};
+constexpr keyword vrf_v4_words[] = {valued_word("vrf", "N", a3, 1, which_vrf, max_vrf)};
+constexpr keyword vrf_v6_words[] = {valued_word("vrf", "N", a3, 1000, which_vrf, max_vrf)};
+constexpr keyword walk_words[] = {lone_word("leaves", a1, 1, "lists every leaf with its place"),
+                                  lone_word("record", a1, 11, "lists all prefixes, as a recording"),
+                                  bare_word("nodes", a2, 1, "lists the hardware nodes")};
+constexpr keyword ckall_words[] = {bare_word("detail", a1, 1, "ckbank with its tables"),
+                                   bare_word("verbose", a2, 1, "cklkup with every single lookup")};
+constexpr keyword detail_words[] = {
+    bare_word("detail", a1, 1, "also the tables and the distribution of masks")};
 constexpr keyword bitmap_words[] = {node_word};
-constexpr keyword hwidxr_words[] = {bare_word("parent", a2, 10), bare_word("children", a2, 1)};
-constexpr keyword hwidxwalk_words[] = {lone_word("dump", a1, 11), lone_word("stale", a1, 1),
-                                       valued_word("from", "NODE", a2, 1)};
-constexpr keyword read_register_words[] = {valued_word("npu", "N", a2, 1, max_npu)};
-constexpr keyword write_register_words[] = {valued_word("npu", "N", a3, 1, max_npu)};
-constexpr keyword force_a3_words[] = {bare_word("force", a3, 1)};
-constexpr keyword force_a2_words[] = {bare_word("force", a2, 1)};
-constexpr keyword from_words[] = {valued_word("from", "NODE", a1, 1)};
-constexpr keyword lookup_words[] = {valued_word("from", "NODE", a1, 1),
-                                    bare_word("verbose", a2, 1)};
-constexpr keyword tn_words[] = {bare_word("parent", a2, 1), bare_word("prefixes", a2, 2),
-                                bare_word("chain", a2, 4), bare_word("children", a2, 8),
-                                bare_word("leaves", a3, 11)};
-constexpr keyword tnwalk_words[] = {bare_word("leaves", a2, 11)};
+constexpr keyword hwidxr_words[] = {bare_word("parent", a2, 10, "also its parent"),
+                                    bare_word("children", a2, 1, "also its children")};
+constexpr keyword hwidxwalk_words[] = {
+    lone_word("dump", a1, 11, "every hardware node's index and bytes"),
+    lone_word("stale", a1, 1, "names nodes without an index whose copies are not empty"),
+    valued_word("from", "NODE", a2, 1, start_node)};
+constexpr keyword read_register_words[] = {
+    valued_word("npu", "N", a2, 1, "the NPU that is read, 0 without it", max_npu)};
+constexpr keyword write_register_words[] = {
+    valued_word("npu", "N", a3, 1, "the NPU that is written, 0 without it", max_npu)};
+constexpr keyword force_a3_words[] = {bare_word("force", a3, 1, anywhere)};
+constexpr keyword force_a2_words[] = {bare_word("force", a2, 1, "also when no node owns it")};
+constexpr keyword from_words[] = {valued_word("from", "NODE", a1, 1, start_node)};
+constexpr keyword lookup_words[] = {valued_word("from", "NODE", a1, 1, start_node),
+                                    bare_word("verbose", a2, 1, "shows every single lookup")};
+constexpr keyword tn_words[] = {
+    bare_word("parent", a2, 1, "also names its parent"),
+    bare_word("prefixes", a2, 2, "also those of its internal node"),
+    bare_word("chain", a2, 4, "also all nodes above it"),
+    bare_word("children", a2, 8, "all children, not the first five alone"),
+    bare_word("leaves", a3, 11, "nothing but its leaves")};
+constexpr keyword tnwalk_words[] = {bare_word("leaves", a2, 11, "nothing but the leaves")};
 
 using names = std::array<const char *, 3>;
 constexpr names v4_search = {"ADDRESS", "1000*DETAIL+LENGTH", "VRF"};
@@ -72,7 +88,7 @@ constexpr command rows[] = {
      false},
     {"walk",
      "walk tbm tree and dump: val1:1 dump leaf, 11 recording, val2: 1 dump phu node ",
-     "counts the tree; lists its leaves, records its prefixes, lists its hardware nodes",
+     "counts the tree; lists its leaves, its prefixes or its hardware nodes",
      family::none,
      0,
      {"LEAF-MODE", "NODE-MODE"},

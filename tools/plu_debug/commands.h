@@ -15,12 +15,13 @@ enum class family { none, v4, v6 };
 /// A word behind a command, and what it adds to the request's numbers.
 struct keyword {
     const char *name;
-    const char *value;    // what follows it, as help names it; null for a bare word
-    uint64_t weight;      // added to the slot: times the value, or as it is for a bare word
-    uint64_t max;         // the largest value
-    int slot;             // 0 for a1, 1 for a2, 2 for a3
-    bool alone;           // no other word may share its slot
-    bool sets_a3;         // also makes a3 1
+    const char *value;      // what follows it, as help names it; null for a bare word
+    uint64_t weight;        // added to the slot: times the value, or as it is for a bare word
+    uint64_t max;           // the largest value
+    int slot;               // 0 for a1, 1 for a2, 2 for a3
+    bool alone;             // no other word may share its slot
+    bool sets_a3;           // also makes a3 1
+    const char *meaning;    // a few words for people
 };
 
 struct command {

@@ -126,7 +126,7 @@ exchange_result conversation::synchronise() {
 
 exchange_result conversation::drain_to_end() {
     reply_wait wait(queues_, limits_);
-    slow_notice slow("interrupted; draining the rest of the reply (Ctrl-C again leaves at once)");
+    slow_notice slow("interrupted; draining the rest of the reply (Ctrl-C leaves at once)");
     for (;;) {
         const reply_wait::step step = wait.next(&slow, 1);
         if (step.what != received::text) {
@@ -189,6 +189,16 @@ exchange_result conversation::run(const plu_debug_request &request, reply_reader
     return result;
 }
 
+// Between two commands of this client, too, the process may have gone and come back.
+void notice_restart(const channel &queues) {
+    static unsigned long known = 0;
+    const unsigned long now = queues.generation();
+    if (known != 0 && now != known) {
+        notice("the process restarted since the last command; its addresses may have changed");
+    }
+    known = now;
+}
+
 }    // namespace
 
 exchange_result exchange(const plu_debug_request &request, const time_limits &limits,
@@ -203,6 +213,7 @@ exchange_result exchange(const plu_debug_request &request, const time_limits &li
     if (error != 0) {
         result = explain_open_failure(error);
     } else {
+        notice_restart(queues);
         result = conversation(lock, queues, limits).run(request, reader);
     }
     reader.pause();

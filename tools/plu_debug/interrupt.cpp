@@ -7,9 +7,13 @@ namespace client {
 namespace {
 
 std::atomic<int> seen{0};
+std::atomic<bool> termination{false};
 static_assert(std::atomic<int>::is_always_lock_free);
 
-void count(int /*signal*/) {
+void count(int signal) {
+    if (signal != SIGINT) {
+        termination.store(true, std::memory_order_relaxed);
+    }
     seen.fetch_add(1, std::memory_order_relaxed);
 }
 
@@ -35,6 +39,14 @@ int interrupts_seen() {
 
 void interrupts_reset() {
     seen.store(0, std::memory_order_relaxed);
+}
+
+void interrupts_request() {
+    seen.fetch_add(1, std::memory_order_relaxed);
+}
+
+bool termination_seen() {
+    return termination.load(std::memory_order_relaxed);
 }
 
 }    // namespace client

@@ -11,4 +11,10 @@ void interrupts_install();
 int interrupts_seen();
 void interrupts_reset();
 
+/// Counts one more, as if Ctrl-C had been pressed.
+void interrupts_request();
+
+/// True once SIGTERM or SIGHUP has arrived: not the command alone is to end.
+bool termination_seen();
+
 }    // namespace client

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,10 +12,23 @@
 #include "tools/plu_debug/interrupt.h"
 #include "tools/plu_debug/options.h"
 #include "tools/plu_debug/output.h"
+#include "tools/plu_debug/readline_editor.h"
 #include "tools/plu_debug/runner.h"
+#include "tools/plu_debug/shell.h"
 
 namespace client {
 namespace {
+
+// A prompt needs a terminal, too.
+bool on_a_terminal() {
+    return isatty(STDIN_FILENO) == 1 && (isatty(STDOUT_FILENO) == 1 || isatty(STDERR_FILENO) == 1);
+}
+
+exit_status run_interactively(options chosen, output &terminal) {
+    chosen.interactive = true;
+    const std::unique_ptr<line_editor> editor = make_readline_editor();
+    return run_shell(chosen, *editor, terminal);
+}
 
 int run(const std::vector<std::string> &words) {
     std::string error;
@@ -32,12 +46,14 @@ int run(const std::vector<std::string> &words) {
         json_writer json(out);
         return run_help({}, chosen, json);
     }
-    if (chosen.words.empty() && chosen.file.empty() && isatty(STDIN_FILENO) == 1) {
-        notice("a command is missing; 'plu_debug --help' tells more");
+    const bool interactive = chosen.words.empty() && chosen.file.empty() && on_a_terminal();
+    if (interactive && chosen.repeat != 1) {
+        notice("a command to repeat is missing; 'plu_debug --help' tells more");
         return status_usage;
     }
     interrupts_install();
-    const exit_status status = runner(chosen, out).run();
+    const exit_status status =
+        interactive ? run_interactively(chosen, out) : runner(chosen, out).run();
     out.flush();
     if (out.error() != 0 && out.error() != EPIPE) {
         notice(std::string("cannot write the output: ") + std::strerror(out.error()));

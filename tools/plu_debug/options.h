@@ -16,9 +16,10 @@ struct options {
     bool raw = false;          // send name and numbers as they are, also names that the table lacks
     bool read_only = false;    // refuse what changes the card
     bool json = false;
-    bool keep_going = false;    // with a file: go on after a failure
-    std::string file;           // one command a line; "-" for standard input
-    uint64_t repeat = 1;        // how often; 0 for ever
+    bool keep_going = false;     // with a file: go on after a failure
+    bool interactive = false;    // commands come from a terminal, line by line
+    std::string file;            // one command a line; "-" for standard input
+    uint64_t repeat = 1;         // how often; 0 for ever
     milliseconds interval{1000};
     bool repeat_given = false;
     bool interval_given = false;

@@ -7,6 +7,11 @@
 namespace client {
 
 void output::flush() {
+    if (sink_ != nullptr) {
+        sink_->take(buffer_);
+        buffer_.clear();
+        return;
+    }
     std::string_view rest = buffer_;
     while (!rest.empty() && error_ == 0) {
         const ssize_t written = ::write(descriptor_, rest.data(), rest.size());

@@ -1,4 +1,4 @@
-// Buffered output to a file descriptor.
+// Buffered output to a file descriptor, or to something that works on the text first.
 #pragma once
 
 #include <string>
@@ -6,9 +6,25 @@
 
 namespace client {
 
+/// Takes over text that has been written.
+class text_sink {
+public:
+    text_sink() = default;
+    text_sink(const text_sink &) = delete;
+    text_sink &operator=(const text_sink &) = delete;
+    text_sink(text_sink &&) = delete;
+    text_sink &operator=(text_sink &&) = delete;
+    virtual ~text_sink() = default;
+
+    /// The next text, cut anywhere.
+    virtual void take(std::string_view text) = 0;
+};
+
 class output {
 public:
     explicit output(int descriptor) : descriptor_(descriptor) { buffer_.reserve(capacity); }
+    /// Everything goes to the sink, which must live longer.
+    explicit output(text_sink &sink) : sink_(&sink) { buffer_.reserve(capacity); }
     ~output() { flush(); }
     output(const output &) = delete;
     output &operator=(const output &) = delete;
@@ -30,7 +46,8 @@ public:
 private:
     static constexpr size_t capacity = size_t{256} * 1024;
 
-    int descriptor_;
+    int descriptor_ = -1;
+    text_sink *sink_ = nullptr;
     int error_ = 0;
     std::string buffer_;
 };

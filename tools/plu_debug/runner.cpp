@@ -5,27 +5,18 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 #include <thread>
 
 #include "tools/plu_debug/arguments.h"
 #include "tools/plu_debug/interrupt.h"
 #include "tools/plu_debug/json_reply.h"
+#include "tools/plu_debug/line_filter.h"
 #include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/stopwatch.h"
 #include "tools/plu_debug/text_reply.h"
 
 namespace client {
 namespace {
-
-std::vector<std::string> split_words(const std::string &line) {
-    std::istringstream stream(line.substr(0, line.find('#')));
-    std::vector<std::string> words;
-    for (std::string word; stream >> word;) {
-        words.push_back(word);
-    }
-    return words;
-}
 
 // Sleeps until the time has come; false when an interrupt came first.
 bool sleep_until(std::chrono::steady_clock::time_point time) {
@@ -66,7 +57,7 @@ exit_status runner::refuse(const std::vector<std::string> &words, const std::str
     return status_usage;
 }
 
-exit_status runner::run_local(const std::vector<std::string> &words) {
+exit_status runner::run_local(const std::vector<std::string> &words, json_writer &json) {
     const local_command &row = *find_local_command(words[0]);
     const size_t count = words.size() - 1;
     if (count < row.least || count > row.most) {
@@ -75,12 +66,12 @@ exit_status runner::run_local(const std::vector<std::string> &words) {
     if (chosen_.json && !row.has_json) {
         return refuse(words, "'" + words[0] + "' has no JSON form");
     }
-    return row.run(words, chosen_, json_);
+    return row.run(words, chosen_, json);
 }
 
-exit_status runner::run_words(const std::vector<std::string> &words) {
+exit_status runner::run_words(const std::vector<std::string> &words, json_writer &json) {
     if (!chosen_.raw && find_local_command(words[0]) != nullptr) {
-        return run_local(words);
+        return run_local(words, json);
     }
     const parsed_command command = parse_command(words, chosen_.raw);
     if (!command.error.empty()) {
@@ -93,8 +84,36 @@ exit_status runner::run_words(const std::vector<std::string> &words) {
     for (const std::string &note : command.notes) {
         notice(place_ + "note: " + note);
     }
-    return chosen_.json ? run_as_json(command, words, chosen_, json_)
-                        : run_as_text(command, chosen_, out_);
+    return chosen_.json ? run_as_json(command, words, chosen_, json)
+                        : run_as_text(command, chosen_, json.out());
+}
+
+exit_status runner::run_filtered(const typed_line &typed) {
+    if (chosen_.json) {
+        return refuse(typed.words, "filters do not go with --json");
+    }
+    line_filter filter(out_);
+    const std::string error = filter.set_up(typed.filters);
+    if (!error.empty()) {
+        return refuse(typed.words, error);
+    }
+    output filtered(filter);
+    json_writer text(filtered);
+    const exit_status status = run_words(typed.words, text);
+    filtered.flush();
+    filter.finish(status == status_done || status == status_findings);
+    return status;
+}
+
+exit_status runner::run_line(const std::string &line) {
+    const typed_line typed = parse_line(line);
+    if (!typed.error.empty()) {
+        return refuse(typed.words, typed.error);
+    }
+    if (typed.words.empty()) {
+        return status_done;
+    }
+    return typed.filters.empty() ? run_words(typed.words, json_) : run_filtered(typed);
 }
 
 // One command a line. Ends at the first that fails, unless told to go on; an interrupt always ends
@@ -113,12 +132,8 @@ exit_status runner::run_script() {
     exit_status worst = status_done;
     std::string line;
     for (size_t number = 1; std::getline(input, line); ++number) {
-        const std::vector<std::string> words = split_words(line);
-        if (words.empty()) {
-            continue;
-        }
         place_ = name + ':' + std::to_string(number) + ": ";
-        const exit_status status = run_words(words);
+        const exit_status status = run_line(line);
         worst = std::max(worst, status);
         if (status != status_done && (!chosen_.keep_going || status == status_interrupted)) {
             out_.flush();
@@ -132,7 +147,7 @@ exit_status runner::run_script() {
 }
 
 exit_status runner::run_once() {
-    return chosen_.words.empty() ? run_script() : run_words(chosen_.words);
+    return chosen_.words.empty() ? run_script() : run_words(chosen_.words, json_);
 }
 
 // Starts every interval, or as soon after as the run before has ended.

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/plu_debug/command_line.h"
 #include "tools/plu_debug/json.h"
 #include "tools/plu_debug/options.h"
 #include "tools/plu_debug/output.h"
@@ -17,12 +18,16 @@ public:
     /// Runs the command line's command, or the file or standard input; as often as was asked for.
     exit_status run();
 
+    /// Runs one typed line with its filters; an empty one does nothing.
+    exit_status run_line(const std::string &line);
+
 private:
     exit_status run_once();
     exit_status run_repeatedly();
     exit_status run_script();
-    exit_status run_words(const std::vector<std::string> &words);
-    exit_status run_local(const std::vector<std::string> &words);
+    exit_status run_filtered(const typed_line &typed);
+    exit_status run_words(const std::vector<std::string> &words, json_writer &json);
+    exit_status run_local(const std::vector<std::string> &words, json_writer &json);
     exit_status refuse(const std::vector<std::string> &words, const std::string &message);
 
     const options &chosen_;

@@ -1,0 +1,284 @@
+#include "tools/plu_debug/completion.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "tools/plu_debug/command_line.h"
+#include "tools/plu_debug/commands.h"
+#include "tools/plu_debug/local_commands.h"
+#include "tools/plu_debug/number.h"
+#include "tools/plu_debug/prefix.h"
+
+namespace client {
+namespace {
+
+constexpr size_t name_column = 14;
+constexpr const char *number_meaning = "a number, decimal or 0x hexadecimal";
+
+bool begins(std::string_view word, std::string_view start) {
+    return start.size() <= word.size() && strncasecmp(word.data(), start.data(), start.size()) == 0;
+}
+
+/// Gathers what fits the part of the word that is there already.
+class gatherer {
+public:
+    explicit gatherer(std::string typed) { set_.typed = std::move(typed); }
+
+    void word(const std::string &name, const std::string &meaning) {
+        if (begins(name, set_.typed)) {
+            set_.candidates.push_back({name, meaning, true});
+        }
+    }
+    void value(const std::string &name, const std::string &meaning) {
+        set_.candidates.push_back({name, meaning, false});
+    }
+    void file() {
+        value("FILE", "the name of a file");
+        set_.file = true;
+    }
+    void names();
+    void filters();
+    /// The command is whole as it stands.
+    void end() {
+        if (set_.typed.empty()) {
+            value("<ENTER>", "runs it");
+            value("|", "a filter follows: include RE, exclude RE, count");
+        }
+    }
+    void pattern() {
+        set_.pattern = !set_.typed.empty();
+        value("RE", "an extended regular expression, such as ^A.U4");
+    }
+    completion_set take() { return std::move(set_); }
+
+private:
+    completion_set set_;
+};
+
+void gatherer::names() {
+    for (const local_command &row : local_commands()) {
+        word(row.name, row.meaning);
+    }
+    for (const command &row : all_commands()) {
+        word(row.name, row.meaning);
+    }
+}
+
+void gatherer::filters() {
+    for (const filter_row &row : all_filters()) {
+        word(row.name, row.meaning);
+    }
+}
+
+/// What the words behind a command's name have given so far.
+class given_words {
+public:
+    given_words(const command &row, std::span<const std::string> words);
+    void gather(gatherer &found) const;
+
+private:
+    void gather_plain(gatherer &found) const;
+    [[nodiscard]] bool may_follow(const keyword &key) const;
+
+    const command &row_;
+    size_t numbers_ = 0;
+    bool prefix_ = false;
+    bool odd_ = false;    // a word that the command does not take
+    std::vector<const keyword *> used_;
+    const keyword *awaits_value_ = nullptr;
+};
+
+given_words::given_words(const command &row, std::span<const std::string> words) : row_(row) {
+    for (const std::string &word : words) {
+        const auto key =
+            std::find_if(row.keywords.begin(), row.keywords.end(),
+                         [&](const keyword &candidate) { return same_word(candidate.name, word); });
+        if (awaits_value_ != nullptr) {
+            awaits_value_ = nullptr;
+        } else if (key != row.keywords.end()) {
+            used_.push_back(&*key);
+            awaits_value_ = key->value != nullptr ? &*key : nullptr;
+        } else if (parse_number(word)) {
+            ++numbers_;
+        } else if (looks_like_prefix(word) && row.prefix != family::none) {
+            prefix_ = true;
+        } else {
+            odd_ = true;
+        }
+    }
+}
+
+bool given_words::may_follow(const keyword &key) const {
+    return static_cast<size_t>(key.slot) >= numbers_ &&
+           std::none_of(used_.begin(), used_.end(), [&](const keyword *other) {
+               return other == &key || (other->slot == key.slot && (other->alone || key.alone));
+           });
+}
+
+// The prefix, or the next number unless a keyword says the same.
+void given_words::gather_plain(gatherer &found) const {
+    if (prefix_ || !used_.empty()) {
+        return;
+    }
+    if (row_.prefix != family::none && numbers_ == 0) {
+        found.value("PREFIX", row_.prefix == family::v4
+                                  ? "an IPv4 prefix or address, such as 10.1.2.0/24"
+                                  : "an IPv6 prefix or address, such as 2001:db8::/32");
+        return;
+    }
+    const bool named =
+        std::any_of(row_.keywords.begin(), row_.keywords.end(),
+                    [&](const keyword &key) { return static_cast<size_t>(key.slot) == numbers_; });
+    if (numbers_ < row_.numbers.size() && row_.numbers.at(numbers_) != nullptr &&
+        (numbers_ < static_cast<size_t>(row_.required) || !named)) {
+        found.value(row_.numbers.at(numbers_), number_meaning);
+    }
+}
+
+void given_words::gather(gatherer &found) const {
+    if (odd_) {
+        return;
+    }
+    if (awaits_value_ != nullptr) {
+        const bool bounded = awaits_value_->max != UINT64_MAX;
+        found.value(awaits_value_->value,
+                    std::string(awaits_value_->meaning) + ": " +
+                        (bounded ? "0 to " + std::to_string(awaits_value_->max) : number_meaning));
+        return;
+    }
+    gather_plain(found);
+    if (!prefix_ && numbers_ < static_cast<size_t>(row_.required)) {
+        return;
+    }
+    for (const keyword &key : row_.keywords) {
+        if (may_follow(key)) {
+            found.word(key.name, key.meaning);
+        }
+    }
+    found.end();
+}
+
+// The words of a local command stand in its form: NAME, FILE, another value, or an option as it is.
+void gather_local(const local_command &row, size_t given, gatherer &found) {
+    std::istringstream form(row.form);
+    std::string word;
+    for (size_t i = 0; i <= given; ++i) {
+        if (!(form >> word)) {
+            word.clear();
+        }
+    }
+    std::erase_if(word, [](char c) { return c == '[' || c == ']'; });
+    if (word == "NAME") {
+        found.names();
+    } else if (word == "FILE") {
+        found.file();
+    } else if (word.starts_with('-')) {
+        found.word(word, "");
+    } else if (!word.empty()) {
+        found.value(word, "");
+    }
+    if (given >= row.least) {
+        found.end();
+    }
+}
+
+void gather_raw(size_t given, gatherer &found) {
+    if (given < 3) {
+        found.value("NUMBER", number_meaning);
+    }
+    found.end();
+}
+
+void gather_filter(std::span<const std::string> words, gatherer &found) {
+    if (words.empty()) {
+        found.filters();
+        return;
+    }
+    const filter_row *row = find_filter(words[0]);
+    if (row == nullptr) {
+        return;
+    }
+    if (row->value != nullptr) {
+        found.pattern();
+    }
+    if (row->value == nullptr || words.size() > 1) {
+        found.end();
+    }
+}
+
+void gather_command(std::span<const std::string> words, bool raw, gatherer &found) {
+    if (words.empty()) {
+        found.names();
+        for (const candidate &word : shell_words()) {
+            found.word(word.word, word.meaning);
+        }
+        return;
+    }
+    const local_command *local = raw ? nullptr : find_local_command(words[0]);
+    const command *row = find_command(words[0]);
+    if (local != nullptr) {
+        gather_local(*local, words.size() - 1, found);
+    } else if (raw) {
+        gather_raw(words.size() - 1, found);
+    } else if (row != nullptr) {
+        given_words(*row, words.subspan(1)).gather(found);
+    }
+}
+
+}    // namespace
+
+completion_set complete(std::string_view line, bool raw) {
+    const line_words split = split_line(line);
+    if (split.comment) {
+        return {};
+    }
+    std::vector<std::string> words;
+    bool in_filter = false;
+    for (const line_word &word : split.words) {
+        if (word.pipe) {
+            words.clear();
+            in_filter = true;
+        } else {
+            words.push_back(word.text);
+        }
+    }
+    std::string typed;
+    if (!words.empty() && split.words.back().end == line.size()) {
+        typed = std::move(words.back());
+        words.pop_back();
+    }
+    gatherer found(std::move(typed));
+    if (in_filter) {
+        gather_filter(words, found);
+    } else {
+        gather_command(words, raw, found);
+    }
+    return found.take();
+}
+
+std::string candidate_lines(const completion_set &set) {
+    std::string text;
+    for (const candidate &one : set.candidates) {
+        std::string name = one.word;
+        name.resize(std::max(name.size() + 1, name_column), ' ');
+        text += "  " + name + one.meaning;
+        text.erase(text.find_last_not_of(' ') + 1);
+        text += '\n';
+    }
+    return text.empty() ? "  nothing fits here\n" : text;
+}
+
+const std::vector<candidate> &shell_words() {
+    static const std::vector<candidate> words = {{"quit", "leaves the shell", true},
+                                                 {"exit", "leaves the shell", true}};
+    return words;
+}
+
+bool is_shell_word(std::string_view word) {
+    return std::any_of(shell_words().begin(), shell_words().end(),
+                       [&](const candidate &one) { return same_word(one.word, word); });
+}
+
+}    // namespace client
