@@ -111,6 +111,14 @@ class Scripts(ClientTest):
         self.assertIn("script:2: '10.0.0.0/40': length 40", errors)
         self.assertEqual((self.run_script(text, "-k")[0], len(self.requests())), (2, 3))
 
+    def test_filters_follow_a_command(self):
+        self.start("walk=stream:1000")
+        status, output, errors = self.run_script("walk | include 9 of | exclude '  [1-8]' | count\n")
+        self.assertEqual((status, output, errors), (0, "20\n", ""))
+        status, output, errors = self.run_script("walk | include [\n")
+        self.assertEqual((status, output, len(self.requests())), (2, "", 1))
+        self.assertIn("script:1: '[' is no regular expression", errors)
+
     def test_standard_input_is_a_script(self):
         self.start()
         done = subprocess.run([BIN / "plu_debug"], input="dump\nnope\n", capture_output=True, text=True,

@@ -26,9 +26,9 @@ class gatherer {
 public:
     explicit gatherer(std::string typed) { set_.typed = std::move(typed); }
 
-    void word(const std::string &name, const std::string &meaning) {
+    void word(const std::string &name, const std::string &meaning, const char *value = nullptr) {
         if (begins(name, set_.typed)) {
-            set_.candidates.push_back({name, meaning, true});
+            set_.candidates.push_back({name, meaning, true, value});
         }
     }
     void value(const std::string &name, const std::string &meaning) {
@@ -68,7 +68,7 @@ void gatherer::names() {
 
 void gatherer::filters() {
     for (const filter_row &row : all_filters()) {
-        word(row.name, row.meaning);
+        word(row.name, row.meaning, row.value);
     }
 }
 
@@ -154,7 +154,7 @@ void given_words::gather(gatherer &found) const {
     }
     for (const keyword &key : row_.keywords) {
         if (may_follow(key)) {
-            found.word(key.name, key.meaning);
+            found.word(key.name, key.meaning, key.value);
         }
     }
     found.end();
@@ -261,7 +261,7 @@ completion_set complete(std::string_view line, bool raw) {
 std::string candidate_lines(const completion_set &set) {
     std::string text;
     for (const candidate &one : set.candidates) {
-        std::string name = one.word;
+        std::string name = one.word + (one.value == nullptr ? "" : std::string(" ") + one.value);
         name.resize(std::max(name.size() + 1, name_column), ' ');
         text += "  " + name + one.meaning;
         text.erase(text.find_last_not_of(' ') + 1);

@@ -10,7 +10,8 @@ namespace client {
 struct candidate {
     std::string word;    // a word to type, or the name of a value such as PREFIX
     std::string meaning;
-    bool literal = false;    // the word itself can be typed
+    bool literal = false;           // the word itself can be typed
+    const char *value = nullptr;    // what follows it
 };
 
 struct completion_set {

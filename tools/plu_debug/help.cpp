@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "tools/plu_debug/arguments.h"
+#include "tools/plu_debug/command_line.h"
+#include "tools/plu_debug/completion.h"
 #include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/options.h"
 
@@ -47,16 +49,46 @@ std::string local_lines() {
     return text;
 }
 
+std::string filter_lines() {
+    std::string text;
+    for (const filter_row &row : all_filters()) {
+        const std::string value = row.value == nullptr ? "" : std::string(" ") + row.value;
+        text +=
+            "  " + padded(std::string("| ") + row.name + value, name_column) + row.meaning + '\n';
+    }
+    return text;
+}
+
+std::string shell_lines() {
+    std::string text;
+    for (const candidate &word : shell_words()) {
+        text += "  " + padded(word.word, option_column) + word.meaning + '\n';
+    }
+    return text;
+}
+
+std::string shell_help_text() {
+    return "NAME [ARGUMENT...] [| FILTER]...     'help NAME' tells the arguments of a command\n"
+           "\nKeys: TAB completes a word, ? shows what can stand here (Ctrl-V ? types one),\n"
+           "Ctrl-R searches the history, Ctrl-C ends a reply or clears the line, Ctrl-D leaves.\n"
+           "\nFilters, one behind the other:\n" +
+           filter_lines() + "\nThe client's own commands:\n" + local_lines() + shell_lines() +
+           "\nThe process's commands:\n" + command_lines();
+}
+
 std::string help_text() {
     return "usage: plu_debug [OPTION...] NAME [ARGUMENT...]\n"
            "       plu_debug [OPTION...] -f FILE\n"
+           "       plu_debug [OPTION...]        (a shell on a terminal, else commands on standard "
+           "input)\n"
            "Asks the PLU background process on this card.\n"
            "\nOptions:\n" +
            option_lines() + "\nThe client's own commands:\n" + local_lines() +
            "\nThe process's commands ('plu_debug help NAME' tells the arguments, 'plu_debug -h' "
            "asks the "
            "process):\n" +
-           command_lines() +
+           command_lines() + "\nIn a file and in the shell, filters may follow a command:\n" +
+           filter_lines() +
            "\nExit status: 0 done; 1 a check found inconsistencies, or the process refused;\n"
            "2 wrong usage, nothing was sent; 3 no process, or no answer in time; 130 "
            "interrupted.\n";
@@ -74,6 +106,10 @@ std::string command_help(std::string_view name) {
     if (!numbers.empty() && numbers != natural) {
         text += std::string("  ") + row->name + ' ' + numbers + '\n';
     }
+    for (const keyword &key : row->keywords) {
+        const std::string value = key.value == nullptr ? "" : std::string(" ") + key.value;
+        text += "    " + padded(key.name + value, name_column) + key.meaning + '\n';
+    }
     if (row->changes_state) {
         text += "  changes the card's state\n";
     }
@@ -86,10 +122,14 @@ std::string local_help(const local_command &row) {
 
 }    // namespace
 
-exit_status run_help(const std::vector<std::string> &words, const options & /*chosen*/,
+exit_status run_help(const std::vector<std::string> &words, const options &chosen,
                      json_writer &json) {
     if (words.size() < 2) {
-        json.out().write(help_text());
+        json.out().write(chosen.interactive ? shell_help_text() : help_text());
+        return status_done;
+    }
+    if (chosen.interactive && is_shell_word(words[1])) {
+        json.out().write(shell_lines());
         return status_done;
     }
     const local_command *local = find_local_command(words[1]);

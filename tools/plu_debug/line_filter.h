@@ -42,8 +42,8 @@ public:
     [[nodiscard]] std::string set_up(const std::vector<filter_request> &filters);
 
     void take(std::string_view text) override;
-    /// Ends the text: a last line without its end and, when the text is `whole`, the number of lines
-    /// if they are counted.
+    /// Ends the text: a last line without its end and, when the text is `whole`, the number of
+    /// lines if they are counted.
     void finish(bool whole);
 
 private:

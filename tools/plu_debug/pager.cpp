@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::string_view question = "--More-- (SPACE page, ENTER line, a all, q quit)";
 constexpr size_t tab_width = 8;
+constexpr size_t piece_size = 8192;
 
 bool interrupted() {
     return interrupts_seen() > 0;
@@ -86,21 +87,35 @@ void pager::ask() {
             case 'Q':
             case -1:
                 quit_ = true;
-                interrupts_request();
                 break;
             default:
                 answered = false;
         }
     }
+    if (quit_ && !interrupted()) {
+        interrupts_request();    // Ctrl-C has done so itself
+    }
     screen_.write("\r" + std::string(question.size(), ' ') + '\r');
     last_ = '\n';
 }
 
+bool pager::dropping() const {
+    return quit_ || (drops_ && interrupts_seen() > 0);
+}
+
+// In small pieces: a slow terminal must not hold up an interrupt.
+void pager::show_all(std::string_view text) {
+    show(std::string(std::exchange(line_ends_, 0), '\n'));
+    for (; !text.empty() && !dropping(); text.remove_prefix(std::min(text.size(), piece_size))) {
+        show(text.substr(0, piece_size));
+        screen_.flush();
+    }
+}
+
 void pager::take(std::string_view text) {
-    while (!text.empty() && !quit_) {
+    while (!text.empty() && !dropping()) {
         if (all_) {
-            show(std::string(std::exchange(line_ends_, 0), '\n'));
-            show(text);
+            show_all(text);
             break;
         }
         const size_t ends = std::min(text.find_first_not_of('\n'), text.size());

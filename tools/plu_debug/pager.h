@@ -10,8 +10,9 @@ namespace client {
 
 class pager : public text_sink {
 public:
-    /// `screen` is the terminal when `pages`, else everything just passes.
-    pager(output &screen, bool pages) : screen_(screen), pages_(pages) {}
+    /// `screen` is the terminal when `pages`, else everything just passes. With `drops` an
+    /// interrupt also drops what has come but is not shown yet.
+    pager(output &screen, bool pages, bool drops) : screen_(screen), pages_(pages), drops_(drops) {}
 
     /// A new command may fill a screen.
     void start();
@@ -27,11 +28,14 @@ public:
 
 private:
     void show(std::string_view text);
+    void show_all(std::string_view text);
+    [[nodiscard]] bool dropping() const;
     size_t fitting(std::string_view text);
     void ask();
 
     output &screen_;
     bool pages_;
+    bool drops_;
     bool all_ = true;    // without stops
     bool quit_ = false;
     size_t rows_ = 0;    // left on this screen

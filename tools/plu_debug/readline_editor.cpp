@@ -179,11 +179,14 @@ void readline_editor::show_matches(char **matches, int count, int longest) {
 }
 
 line_editor::event readline_editor::drop_line() {
-    rl_callback_sigcleanup();
+    rl_callback_sigcleanup();    // of a search
+    rl_clear_message();
+    rl_point = rl_end;
+    rl_redisplay();
     rl_free_line_state();
     rl_replace_line("", 0);
     rl_callback_handler_remove();
-    fputs("^C\n", rl_outstream);
+    fputs(termination_seen() ? "\n" : "^C\n", rl_outstream);
     fflush(rl_outstream);
     return termination_seen() ? event::terminated : event::cleared;
 }
@@ -194,6 +197,7 @@ void readline_editor::follow_terminal() {
         rl_resize_terminal();
     }
     if (resumed.exchange(false)) {
+        rl_deprep_terminal();    // else readline believes its modes still hold
         rl_prep_terminal(1);
         redraw();
     }

@@ -19,7 +19,7 @@ public:
         : chosen_(chosen),
           editor_(editor),
           terminal_(terminal),
-          screen_(terminal, isatty(STDOUT_FILENO) == 1),
+          screen_(terminal, isatty(STDOUT_FILENO) == 1, !chosen.json),
           out_(screen_),
           commands_(chosen, out_),
           history_(history_path()) {}
