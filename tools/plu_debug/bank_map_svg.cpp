@@ -1,6 +1,7 @@
 #include "tools/plu_debug/bank_map_svg.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace client {
@@ -93,8 +94,8 @@ public:
     // A track and, in the level's colour, how much of it is in use.
     void bar(int x, int y, int width, int height, const usage &sum, int64_t level) {
         box(x, y, width, height, R"(class="track")");
-        const int filled =
-            sum.used == 0 ? 0 : std::max(1, static_cast<int>(sum.share() * width + 0.5));
+        const auto share = static_cast<int>(std::lround(sum.share() * width));
+        const int filled = sum.used == 0 ? 0 : std::max(1, share);
         if (filled > 0) {
             box(x, y, filled, height,
                 level < 0 ? R"(fill="#777")" : "fill=\"" + level_colour(level) + '"');

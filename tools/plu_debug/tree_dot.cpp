@@ -125,7 +125,7 @@ private:
 
     /// A node that looks like this table; returns its name.
     std::string add(const std::string &table) {
-        const std::string name = "n" + std::to_string(count_++);
+        std::string name = "n" + std::to_string(count_++);
         text_ += "  " + name + " [label=<" + table + ">];\n";
         return name;
     }
@@ -219,7 +219,7 @@ std::string graph::hang(const tree_place &place, const std::string &above, bool 
         small((in_question && !view_.hint_state.empty() ? "hint state " + view_.hint_state + ", "
                                                         : std::string()) +
               hardware_text(place.hw_index)));
-    const std::string name = add(box(frame(place.hw_index != 0, in_question), place.type, rows));
+    std::string name = add(box(frame(place.hw_index != 0, in_question), place.type, rows));
     if (!above.empty()) {
         const size_t dot = place.steps.rfind('.');
         const std::string step = place.type == "INTERN"     ? "internal"
