@@ -90,6 +90,7 @@ class Pictures(ClientTest):
         for reply, quoted in ((NODE.replace("0x7000b0 parent", "0x7000b8 parent"), "own line"),
                               (NODE.replace("(0x08)", "(0xZZ)"), "0xZZ"),
                               (NODE.replace("(0x08)/6", "(0x08)/60"), "/60"),
+                              (NODE.replace("2(0x08)", '2"](0x08)'), '2"]'),
                               (NODE.replace("child  1", "child  7"), "child  7"),
                               (NODE.replace("key type:0", "key type"), "key type"),
                               (NODE.replace("la_nnodes 1", "la_nnodes 99"), "reply to 'tn'"),

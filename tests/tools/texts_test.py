@@ -1,11 +1,13 @@
 """What the build makes of the client's tables: the completion works in a bare bash, the manual pages are clean."""
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import tempfile
 import unittest
 
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 TEXTS = pathlib.Path(os.environ["PLU_TEXTS"])
 COMPLETE = """
 source "$1"; shift
@@ -69,6 +71,14 @@ class Manual(unittest.TestCase):
                         done = subprocess.run([*tool, TEXTS / page], capture_output=True, text=True,
                                               check=False)
                         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+
+
+    def test_every_environment_variable_is_described(self):
+        for page, folder in (("plu_debug.1", "tools/plu_debug"), ("plu_bkg.8", "simcard")):
+            sources = "".join(path.read_text() for path in (ROOT / folder).rglob("*.cpp"))
+            names = set(re.findall(r'"((?:PLU_DEBUG|SIMCARD)_[A-Z_]+)"', sources))
+            self.assertTrue(names)
+            self.assertEqual({name for name in names if name not in (TEXTS / page).read_text()}, set())
 
 
 if __name__ == "__main__":

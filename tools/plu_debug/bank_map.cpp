@@ -53,10 +53,6 @@ bool read_bitmap(std::string_view line, bank_map &map) {
     return true;
 }
 
-std::string unexpected(const char *command, const std::string &line) {
-    return "unexpected line in the reply to '" + std::string(command) + "': '" + line + "'";
-}
-
 }    // namespace
 
 std::string read_bank_map(const std::vector<std::string> &summary,
@@ -65,7 +61,7 @@ std::string read_bank_map(const std::vector<std::string> &summary,
     int64_t last_id = -1;
     for (const std::string &line : summary) {
         if (line.starts_with("bank ") && !read_bank(line, map, last_id)) {
-            return unexpected("banksum", line);
+            return unexpected_line("banksum", line);
         }
     }
     if (std::none_of(summary.begin(), summary.end(), [](const auto &line) {
@@ -75,7 +71,7 @@ std::string read_bank_map(const std::vector<std::string> &summary,
     }
     for (const std::string &line : context) {
         if (line.starts_with(bitmap_line)) {
-            return read_bitmap(line, map) ? "" : unexpected("dump", line);
+            return read_bitmap(line, map) ? "" : unexpected_line("dump", line);
         }
     }
     return "the reply to 'dump' has no bank bitmap";

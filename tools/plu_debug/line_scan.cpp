@@ -59,4 +59,8 @@ line_scan &line_scan::rest(std::string &value) {
     return *this;
 }
 
+std::string unexpected_line(const char *command, const std::string &line) {
+    return "unexpected line in the reply to '" + std::string(command) + "': '" + line + "'";
+}
+
 }    // namespace client

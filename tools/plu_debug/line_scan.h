@@ -41,4 +41,7 @@ private:
     bool good_ = true;
 };
 
+/// What to say about a line that is not as expected.
+std::string unexpected_line(const char *command, const std::string &line);
+
 }    // namespace client

@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdio>
 
+#include "tools/plu_debug/dot_table.h"
+
 namespace client {
 namespace {
 
@@ -14,31 +16,6 @@ constexpr size_t leaf_columns = 4;
 constexpr size_t leaf_rows_least = 6;
 constexpr int64_t roots_of_a_family = 1024;
 constexpr int64_t vrfs_of_a_root = 64;
-
-// Light fills under dark text that are told apart with any colour vision; the type is also written.
-const char *colour_of(const std::string &type) {
-    return type == "SEARCH" ? "#d3e9f7" : type == "END" ? "#fbe2b0" : "#ececec";
-}
-
-std::string html(const std::string &text) {
-    std::string result;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            default:
-                result += c;
-        }
-    }
-    return result;
-}
 
 std::string hex(uint64_t value) {
     std::array<char, 24> text{};
@@ -72,29 +49,6 @@ std::string hardware_text(uint64_t hw_index) {
     }
     return "hw level " + std::to_string(hw_index >> 24 & 0xff) + ", bank " +
            std::to_string(hw_index >> 16 & 0xff) + ", node " + std::to_string(hw_index & 0xffff);
-}
-
-std::string small(const std::string &text) {
-    return "<FONT POINT-SIZE=\"9\">" + html(text) + "</FONT>";
-}
-
-std::string row(const std::string &content) {
-    return "<TR><TD ALIGN=\"LEFT\">" + content + "</TD></TR>";
-}
-
-// Nodes with hardware have a whole border, others a broken one; the node in question a heavy one.
-std::string frame(bool hinted, bool in_question) {
-    const char *colour = in_question ? "#000000" : hinted ? "#0072b2" : "#777777";
-    return std::string("BORDER=\"") + (in_question ? "3" : "1") + "\" COLOR=\"" + colour +
-           "\" STYLE=\"" + (hinted ? "ROUNDED" : "ROUNDED,DASHED") + '"';
-}
-
-// A box with room between its rounded frame and its rows.
-std::string box(const std::string &frame, const std::string &type, const std::string &rows) {
-    return "<TABLE " + frame + " BGCOLOR=\"" + colour_of(type) +
-           "\" CELLBORDER=\"0\" CELLSPACING=\"0\" CELLPADDING=\"4\"><TR><TD ALIGN=\"LEFT\">"
-           "<TABLE BORDER=\"0\" CELLBORDER=\"0\" CELLSPACING=\"0\" CELLPADDING=\"1\">" +
-           rows + "</TABLE></TD></TR></TABLE>";
 }
 
 class graph {
@@ -138,30 +92,6 @@ private:
     std::string node_;
     int count_ = 0;
 };
-
-std::string legend_entry(const std::string &sample, const char *name) {
-    return sample + "<TD ALIGN=\"LEFT\">" + name + "    </TD>";
-}
-
-std::string swatch(const std::string &type) {
-    return std::string("<TD BORDER=\"1\" COLOR=\"#777777\" BGCOLOR=\"") + colour_of(type) +
-           "\" WIDTH=\"18\"></TD>";
-}
-
-std::string framed(const std::string &frame) {
-    return "<TD><TABLE " + frame +
-           " CELLBORDER=\"0\" CELLPADDING=\"2\"><TR><TD WIDTH=\"14\"></TD></TR></TABLE></TD>";
-}
-
-std::string legend() {
-    return "<TABLE BORDER=\"0\" CELLBORDER=\"0\" CELLSPACING=\"4\" CELLPADDING=\"1\"><TR>" +
-           legend_entry(swatch("SEARCH"), "search node") + legend_entry(swatch("END"), "end node") +
-           legend_entry(swatch("INTERN"), "prefixes of a node") + "</TR><TR>" +
-           legend_entry(framed(frame(true, false)), "with a hardware node") +
-           legend_entry(framed(frame(false, false)), "without") +
-           legend_entry(framed(frame(true, true)), "the node in question") +
-           "</TR><TR><TD COLSPAN=\"6\">numbers: the 6 key bits of a step</TD></TR></TABLE>";
-}
 
 void graph::head() {
     text_ = "digraph \"tn " + hex(view_.node.address) + "\" {\n";

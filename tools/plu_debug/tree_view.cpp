@@ -9,8 +9,8 @@ namespace {
 
 constexpr int64_t slots_of_a_family = 1024;
 
-std::string unexpected(const char *command, const std::string &line) {
-    return "unexpected line in the reply to '" + std::string(command) + "': '" + line + "'";
+bool steps_fit(const std::string &steps) {
+    return steps.find_first_not_of("0123456789.") == std::string::npos;
 }
 
 bool bits_fit(const std::string &bits, int64_t length) {
@@ -32,7 +32,7 @@ bool read_place(const std::string &line, tree_place &place) {
         scan.text(" hw index:").pointer(place.hw_index);
     }
     place.placed = true;
-    return scan.complete() && bits_fit(place.bits, place.length);
+    return scan.complete() && steps_fit(place.steps) && bits_fit(place.bits, place.length);
 }
 
 bool read_hint(const std::string &line, tree_view &view) {
@@ -114,7 +114,7 @@ std::string read_tree_node(const std::vector<std::string> &reply, uint64_t addre
     int64_t leaves = 0;
     for (const std::string &line : reply) {
         if (!read_line(line, view, leaves)) {
-            return unexpected("tn", line);
+            return unexpected_line("tn", line);
         }
     }
     if (leaves > 0) {
@@ -150,7 +150,7 @@ std::string read_child_groups(const std::vector<std::string> &reply, tree_view &
         }
         scan.text("), longest match for child tn: ").rest(place.cover);
         if (!scan.complete() || place.group > 63 || !bits_fit(place.bits, place.length)) {
-            return unexpected("tnbl", line);
+            return unexpected_line("tnbl", line);
         }
         for (tree_child &child : view.children) {
             if (child.address == place.address) {
@@ -173,7 +173,7 @@ std::string read_root_slot(const std::vector<std::string> &reply, tree_view &vie
         uint64_t address = 0;
         line_scan scan(line);
         if (!scan.text("index").number(slot).text(" ").pointer(address).complete()) {
-            return unexpected("rootsn", line);
+            return unexpected_line("rootsn", line);
         }
         if (address == view.node.address) {
             view.root_slot = slot;
