@@ -47,6 +47,14 @@ std::string local_lines() {
     return text;
 }
 
+std::string status_lines() {
+    std::string text;
+    for (const status_row &row : all_statuses()) {
+        text += "  " + padded(std::to_string(row.status), name_column) + row.meaning + '\n';
+    }
+    return text;
+}
+
 std::string help_text() {
     return "usage: plu_debug [OPTION...] NAME [ARGUMENT...]\n"
            "       plu_debug [OPTION...] -f FILE\n"
@@ -56,10 +64,7 @@ std::string help_text() {
            "\nThe process's commands ('plu_debug help NAME' tells the arguments, 'plu_debug -h' "
            "asks the "
            "process):\n" +
-           command_lines() +
-           "\nExit status: 0 done; 1 a check found inconsistencies, or the process refused;\n"
-           "2 wrong usage, nothing was sent; 3 no process, or no answer in time; 130 "
-           "interrupted.\n";
+           command_lines() + "\nExit status:\n" + status_lines();
 }
 
 std::string command_help(std::string_view name) {
