@@ -36,6 +36,8 @@ need_packages() {
 
 # shellcheck disable=SC2034  # used by the scripts that source this
 build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libreadline-dev python3)
+# shellcheck disable=SC2034
+packaging_packages=(dpkg-dev file binutils)
 
 # build_preset PRESET: configures once and builds; quiet unless something fails.
 build_preset() {

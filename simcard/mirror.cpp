@@ -51,6 +51,37 @@ void prefetch_children(const tn *node) {
     }
 }
 
+void prefetch_node(const tn *node) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(node);
+    __builtin_prefetch(bytes);
+    __builtin_prefetch(bytes + 64);
+    __builtin_prefetch(bytes + sizeof(tn) - 1);
+}
+
+/// Fetches the records of a node's children; they are visited soon.
+void prefetch_visits(const tn *node) {
+    const tree_array *array = node->sn_charray;
+    for (int slot = 0; slot < array->ta_nnodes + (has_inode(node) ? 1 : 0); ++slot) {
+        prefetch_node(array->ta_nodes[slot]);
+    }
+}
+
+/// Fetches where the children keep their own children.
+void prefetch_arrays(const tn *node) {
+    const tree_array *array = node->sn_charray;
+    const int first = has_inode(node) ? 1 : 0;
+    for (int slot = first; slot < array->ta_nnodes + first; ++slot) {
+        if (const tn *child = array->ta_nodes[slot]; is_search(child)) {
+            __builtin_prefetch(child->sn_charray);
+        }
+    }
+    for (int slot = first; slot < array->ta_nnodes + first; ++slot) {
+        if (const tn *child = array->ta_nodes[slot]; is_search(child)) {
+            __builtin_prefetch(child->sn_charray->ta_nodes);
+        }
+    }
+}
+
 }    // namespace
 
 void Mirror::derive_node(tn *node, int level) {
@@ -171,7 +202,9 @@ void Mirror::visit_unhinted(tn *node, int level, const Inputs &in) {
         clear_hardware(node);
     }
     node->bmsf = in.bmsf;
-    set_masks(node, without(node->hint_mask, node->int_mask));
+    if (force_ || was_hinted || on_path(node, level)) {
+        set_masks(node, without(node->hint_mask, node->int_mask));
+    }
     if (is_search(node)) {
         visit_children(node, level, in, all ? node->sn_ebmap : path_bit(node, level), {});
     }
@@ -220,6 +253,11 @@ void Mirror::visit_hinted(tn *node, int level, const Inputs &in, uint32_t hw_ind
 /// Hands each touched child its place and what covers it.
 void Mirror::visit_children(tn *node, int level, const Inputs &in, uint64_t touch,
                             const Block &block) {
+    const bool sweep = (touch & (touch - 1)) != 0;
+    if (sweep) {
+        prefetch_visits(node);
+        prefetch_arrays(node);
+    }
     const uint64_t bitmap = touch == 0 ? 0 : internal_bitmap(node);
     const InternalCover cover(bitmap);
     const uint64_t hinted = in.hinted ? node->hint_ebmap : 0;

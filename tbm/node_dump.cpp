@@ -68,8 +68,11 @@ void print_child_indexes(const tn *node) {
     if (array->ta_nnodes == 0) {
         return;
     }
-    const child_slots children = tn_child_slots(node);
-    for (int i = 0; i < children.end - children.first; ++i) {
+    for (int i = 0;; ++i) {
+        const child_slots children = tn_child_slots(node);
+        if (i >= children.end - children.first) {
+            break;
+        }
         const tn *child = children.nodes[children.first + i];
         plu_debug_printf("0x%x ", child == nullptr ? 0 : child->hw_index);
         if (i % children_per_line == children_per_line - 1) {
@@ -121,10 +124,8 @@ void tbm_leaf_print(leaf *const *slot) {
 }
 
 void leaf_array_print(const leaf_array *array) {
-    if (array == nullptr || array->la_leaves == nullptr) {
-        return;
-    }
-    for (int i = 0; i < leaf_count(array); ++i) {
+    // Every line may wait for the client while the library changes the array.
+    for (int i = 0; i < leaf_count(array) && array->la_leaves != nullptr; ++i) {
         tbm_leaf_print(array->la_leaves + i);
     }
 }

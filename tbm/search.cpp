@@ -78,15 +78,22 @@ public:
 
 private:
     void note_best_leaf(const tn *node) {
-        leaf_array *array = node->par_bl_larray;
+        const leaf_array *array = node->par_bl_larray;
         if (array == nullptr) {
             return;
         }
         const uint16_t offset = node->par_bl_offset;
-        const bool held = offset < leaf_count(array) && array->la_leaves != nullptr;
-        best_leaf_ = held ? array->la_leaves + offset : nullptr;
+        best_array_ = array;
+        best_offset_ = offset;
         plu_debug_printf("best leaf tn %p la %p offset %d\n", static_cast<const void *>(node),
-                         static_cast<void *>(array), offset);
+                         static_cast<const void *>(array), offset);
+    }
+
+    /// Resolved when it is needed: the array's slots move when the library changes it meanwhile.
+    [[nodiscard]] leaf *best_leaf() const {
+        const bool held =
+            best_offset_ < leaf_count(best_array_) && best_array_->la_leaves != nullptr;
+        return held ? best_array_->la_leaves[best_offset_] : nullptr;
     }
 
     const tn *hint_descent(const tn *node, uint64_t bitmap) {
@@ -174,9 +181,8 @@ private:
             tbm_retrieve_leaf_local(tn_inode(node), chunk_internal_prefix(chunk_, stride_));
         if (slot == nullptr) {
             plu_debug_printf("no match, take best leaf\n");
-            slot = best_leaf_;
         }
-        result_.best = slot == nullptr ? nullptr : *slot;
+        result_.best = slot == nullptr ? best_leaf() : *slot;
     }
 
     const uint8_t *key_;
@@ -185,7 +191,8 @@ private:
     uint32_t position_ = tbm_root_bits;    // key bits consumed
     uint32_t stride_ = 0;                  // of the node under examination
     uint32_t chunk_ = 0;                   // key bits that it consumes
-    leaf **best_leaf_ = nullptr;
+    const leaf_array *best_array_ = nullptr;
+    uint16_t best_offset_ = 0;
     hint_trail_entry beyond_trail_{};
     depth_guard guard_;
 };

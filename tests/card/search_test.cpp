@@ -14,9 +14,9 @@ TEST(Search, ReportsTheLongestMatchUnlessACoverCouldNotBeHinted) {
         simcard::Card &card = powered_card(options);
         TableModel model;
         model.load(card, random_table(3000, 72));
-        const Tally tally = compare_with_longest_match(card, model, 10000);
+        const Tally tally = compare_with_longest_match(model, 5000);
         EXPECT_EQ(tally.errors, 0);
-        EXPECT_LT(tally.shorter, tally.searched / 50);
+        EXPECT_LT(tally.shorter, tally.exact / 50);
         EXPECT_GT(card.mirror().unhinted(), 0);
     }
 }
@@ -32,7 +32,7 @@ TEST(Search, IsExactWhereEveryCoverCanBeHinted) {
     }
     model.load(card, table);
     ASSERT_EQ(card.mirror().unhinted(), 0);
-    EXPECT_EQ(compare_with_longest_match(card, model, 5000).shorter, 0);
+    EXPECT_EQ(compare_with_longest_match(model, 2500).shorter, 0);
 }
 
 TEST(Search, EachPlantedFaultProducesExactlyItsLine) {
@@ -52,14 +52,19 @@ TEST(Search, EachPlantedFaultProducesExactlyItsLine) {
         const char *line;
     } cases[] = {
         {[](tn *node) { node->hint_en_mask[0] ^= 1; }, HINT_END, "192.168.64.1",
-         "[End Node incorrect][Mask:110010]"},
-        {[](tn *node) { node->bmsf ^= 1; }, HINT_END, "192.168.64.1", "[End Node incorrect]"},
+         "ERR PHU:[S:0.0.0.48.10.33][End Node incorrect][Mask:110010]"
+         "[Calculated Mask:01100000000000]\n"},
+        {[](tn *node) { node->bmsf ^= 1; }, HINT_END, "192.168.64.1",
+         "ERR PHU:[S:0.0.0.48.10.33][End Node incorrect][Mask:110000]"
+         "[Calculated Mask:0900000000000]\n"},
         {[](tn *node) { node->int_mask.high ^= uint64_t{1} << 32; }, HINT_END, "192.168.64.1",
-         "[End Node incorrect]"},
+         "ERR PHU:[S:0.0.0.48.10.33][End Node incorrect][Mask:110000]"
+         "[Calculated Mask:01100100000000]\n"},
         {[](tn *node) { node->ext_mask.high ^= uint64_t{1} << 32; }, HINT_SEARCH_END, "9.1.1.1",
-         "[Search End Node incorrect]"},
+         "ERR PHU:[S:0.0.0][Search End Node incorrect][Mask:40000000]"
+         "[Calculated Mask:0400000100000000]\n"},
         {[](tn *node) { node->hint_sn_word ^= uint64_t{5} << 24; }, HINT_SEARCH, "9.1.1.1",
-         "[Search Node with Leafs - incorrect][bmsf:5][cal bmsf:0]\n"},
+         "ERR PHU:[S:0.0.0][Search Node with Leafs - incorrect][bmsf:5][cal bmsf:0]\n"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.line);
@@ -78,7 +83,7 @@ TEST(Search, EachPlantedFaultProducesExactlyItsLine) {
         searched(key, text);
         const size_t at = text.find("ERR PHU:[S:");
         ASSERT_NE(at, std::string::npos) << text;
-        EXPECT_NE(text.find(c.line, at), std::string::npos) << text.substr(at, 200);
+        EXPECT_EQ(text.substr(at, text.find('\n', at) + 1 - at), c.line);
         EXPECT_EQ(text.find("ERR PHU", at + 1), std::string::npos);
     }
 }

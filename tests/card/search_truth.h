@@ -7,7 +7,7 @@
 #include "tests/card/powered_card.h"
 
 struct Tally {
-    int searched = 0;
+    int exact = 0;
     int shorter = 0;    // covers reported below a child that could not be hinted
     int errors = 0;
 };
@@ -15,6 +15,8 @@ struct Tally {
 /// Runs the narrated search for a key; `text` gets what it told.
 tbm_search_result searched(const simcard::Key &key, std::string &text);
 
-/// Searches random addresses inside and outside of the model's prefixes. Every difference from the
-/// longest match must be a shorter cover below a child that could not be hinted.
-Tally compare_with_longest_match(simcard::Card &card, const TableModel &model, int probes);
+/// Asks v4 and v6, `probes` times each, for random addresses inside and outside of the model's
+/// prefixes, in VRF 0 and in others, and holds the result line against the longest prefix of the
+/// model that holds the address. Every difference must be a shorter cover of the model, or none,
+/// below a child that could not be hinted.
+Tally compare_with_longest_match(const TableModel &model, int probes);

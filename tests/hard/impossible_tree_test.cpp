@@ -30,6 +30,11 @@ constexpr size_t stack_size = 1 << 20;
 constexpr size_t stack_allowed = 256 << 10;
 constexpr uint8_t paint = 0xa5;
 
+struct service {
+    plu_debug_request request;
+    const uint8_t *entry;    // the thread's own frame; what lies above it belongs to the runtime
+};
+
 /// Serves one request on a thread with a stack of its own; returns the bytes of it that were used.
 size_t serve(const plu_debug_request &request) {
     static auto *stack = static_cast<uint8_t *>(
@@ -40,16 +45,18 @@ size_t serve(const plu_debug_request &request) {
     pthread_attr_setstack(&attributes, stack, stack_size);
     pthread_t thread = {};
     const auto run = [](void *argument) -> void * {
-        plu_debug_msg_dispatch(static_cast<plu_debug_request *>(argument));
+        auto *job = static_cast<service *>(argument);
+        job->entry = static_cast<const uint8_t *>(__builtin_frame_address(0));
+        plu_debug_msg_dispatch(&job->request);
         return nullptr;
     };
-    plu_debug_request copy = request;
-    EXPECT_EQ(pthread_create(&thread, &attributes, run, &copy), 0);
+    service job{request, nullptr};
+    EXPECT_EQ(pthread_create(&thread, &attributes, run, &job), 0);
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attributes);
     const uint8_t *touched =
         std::find_if(stack, stack + stack_size, [](uint8_t byte) { return byte != paint; });
-    return static_cast<size_t>(stack + stack_size - touched);
+    return static_cast<size_t>(job.entry - touched);
 }
 
 class ImpossibleTree : public testing::Test {

@@ -156,6 +156,11 @@ TEST(CntPfx, EndNodesCompareTheirLeavesWithTheirOwnMask) {
               "tn END with hint_mask != int+ext\n" + counted("total:4 end:4 with end_neq"));
     end->in_lfarray = nullptr;
     EXPECT_EQ(reply_of(cmd_cntpfx), counted("without"));
+    end->par_bl_larray = tree.make_leaf_array(1);
+    end->hw_index = 1;    // in state INIT it counts for search nodes alone
+    EXPECT_EQ(reply_of(cmd_cntpfx), counted("without init_bl"));
+    end->hint_state = HINT_END;
+    EXPECT_EQ(reply_of(cmd_cntpfx), counted("without hwidx hwidx_e"));
 }
 
 TEST(CntPfx, InternalNodesMustLieInsideTheParentsMask) {
@@ -175,14 +180,20 @@ TEST(CntPfx, InternalNodesMustLieInsideTheParentsMask) {
     EXPECT_EQ(reply_of(cmd_cntpfx), counted(""));
 }
 
-TEST(CntPfx, SixWarningsAtMostWhileTheCountersGoOn) {
+TEST(CntPfx, SixWarningsOfBothKindsAtMostWhileTheCountersGoOn) {
     hand_tree tree;
+    tn *inode = tree.add_intern(tree.root());
+    inode->in_lfarray = tree.make_leaf_array(1);
+    inode->in_lfarray->la_leaves[0] = tree.make_leaf("10.0.0.0/8");
     for (uint32_t chunk = 0; chunk < 8; ++chunk) {
         tree.add_end(tree.root(), chunk)->hint_mask = mask_of({1});
     }
     const auto pieces = pieces_of(cmd_cntpfx);
     EXPECT_EQ(pieces.size(), 6U + 9U);
-    EXPECT_EQ(join(pieces, 6), counted("with:8 end_neq:8"));
+    EXPECT_EQ(pieces[0], format("tn %p inode pfx not in parent hint_mask\n",
+                                static_cast<const void *>(inode)));
+    EXPECT_EQ(pieces[5].substr(pieces[5].find(" with")), " with hint_mask != int+ext\n");
+    EXPECT_EQ(join(pieces, 6), counted("total int out with:8 end_neq:8"));
 }
 
 TEST(CntPfx, StartDecidesWhatIsCounted) {

@@ -186,7 +186,13 @@ TEST_F(search_test, ArgumentsAreLengthDetailAndVrf) {
     EXPECT_EQ(reply_of(cmd_v6, 0, 0, 5000), "skip searching default prefix\n");
     v4(3024);
     EXPECT_EQ(tbm_search_detail, 3U);
+    EXPECT_EQ(reply_of(cmd_v4, 0x0a010200, 256, 0),    // the length is a byte of the entry
+              "Search input: prefix 0x0a010200, mask len 256, vrf 0 \n"
+              "skip searching default prefix\n");
+    way.tree.search_at("2001:db8::/32", 18);
+    EXPECT_EQ(occurrences(reply_of(cmd_v6, 0x20010db800000000, 0, 200), "child array nodes"), 0U);
     EXPECT_EQ(occurrences(v4(2024), "child array nodes"), 3U);
+    EXPECT_EQ(occurrences(reply_of(cmd_v6, 0x20010db800000000, 0, 200), "child array nodes"), 2U);
     EXPECT_EQ(occurrences(v4(24), "child array nodes"), 0U);
 }
 

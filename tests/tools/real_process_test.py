@@ -3,6 +3,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import unittest
 
@@ -49,6 +50,19 @@ class RealProcess(ClientTest):
         expected = {key for command, key in counters_of_source()
                     if command in ("ckbank", "ckbmsf", "ckhmask", "ckparbl", "cklkup")}
         self.assertEqual(set(json.loads(self.client("-j", "ckall")[1])["counters"]), expected)
+
+    def test_pictures_of_the_real_card(self):
+        self.assertIn("bank 41", self.client("banks", "--svg")[1])
+        root = re.search(r"index +0 (0x\w+)", self.client("rootsn")[1])[1]
+        nodes = re.findall(r"(?:tn addr:|next tn) (0x\w+)", self.client("v4", "10.1.2.3", "vrf", 5)[1])
+        inner = re.findall(r"(0x\w+) type:INTERN", "".join(self.client("tn", n)[1] for n in nodes))
+        self.assertTrue(nodes and inner)
+        for node in [root, *nodes, *inner]:
+            status, dot, errors = self.client("tree", node, "--dot")
+            self.assertEqual((status, errors), (0, ""))
+            self.assertNotIn("not found", dot)
+            if shutil.which("dot"):
+                subprocess.run(["dot", "-Tsvg"], input=dot, text=True, check=True, capture_output=True)
 
     def test_statuses_of_the_real_texts(self):
         for words, status in ((["addv4", "192.0.2.0/24", "vrf", "9"], 0),

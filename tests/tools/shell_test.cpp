@@ -47,6 +47,7 @@ TEST(Completion, OffersWhatTheParserTakes) {
         {"help cklkupv", "cklkupv4 cklkupv6", ""},
         {"record ", "", "FILE"},
         {"diff a b ", "", "<ENTER> |"},
+        {"tree 0x7f00 ", "--dot", ""},
         {"dump |", "include exclude count", ""},
         {"dump | e", "exclude", ""},
         {"dump | include ", "", "RE"},

@@ -59,6 +59,14 @@ std::string filter_lines() {
     return text;
 }
 
+std::string status_lines() {
+    std::string text;
+    for (const status_row &row : all_statuses()) {
+        text += "  " + padded(std::to_string(row.status), name_column) + row.meaning + '\n';
+    }
+    return text;
+}
+
 std::string shell_lines() {
     std::string text;
     for (const candidate &word : shell_words()) {
@@ -88,10 +96,7 @@ std::string help_text() {
            "asks the "
            "process):\n" +
            command_lines() + "\nIn a file and in the shell, filters may follow a command:\n" +
-           filter_lines() +
-           "\nExit status: 0 done; 1 a check found inconsistencies, or the process refused;\n"
-           "2 wrong usage, nothing was sent; 3 no process, or no answer in time; 130 "
-           "interrupted.\n";
+           filter_lines() + "\nExit status:\n" + status_lines();
 }
 
 std::string command_help(std::string_view name) {

@@ -4,6 +4,7 @@
 #include "tools/plu_debug/health.h"
 #include "tools/plu_debug/help.h"
 #include "tools/plu_debug/metrics.h"
+#include "tools/plu_debug/pictures.h"
 #include "tools/plu_debug/record.h"
 #include "tools/plu_debug/recording_diff.h"
 
@@ -11,12 +12,16 @@ namespace client {
 namespace {
 
 constexpr local_command rows[] = {
-    {"help", "[NAME]", 0, 1, false, "explains the client, or one command", run_help},
-    {"health", "", 0, 0, true, "runs all checks, a line each", run_health},
-    {"metrics", "[FILE]", 0, 1, false, "writes all counters in the Prometheus text format",
+    {"help", "[NAME]", 0, 1, false, nullptr, "explains the client, or one command", run_help},
+    {"health", "", 0, 0, true, nullptr, "runs all checks, a line each", run_health},
+    {"metrics", "[FILE]", 0, 1, false, nullptr, "writes all counters in the Prometheus text format",
      run_metrics},
-    {"record", "FILE", 1, 1, false, "saves all prefixes", run_record},
-    {"diff", "FILE FILE", 2, 2, false, "compares two recordings", run_diff},
+    {"record", "FILE", 1, 1, false, nullptr, "saves all prefixes", run_record},
+    {"diff", "FILE FILE", 2, 2, false, nullptr, "compares two recordings", run_diff},
+    {"banks", "--svg [FILE]", 1, 2, false, "--svg", "draws how full the banks of node memory are",
+     run_banks},
+    {"tree", "NODE --dot [FILE]", 2, 3, false, "--dot",
+     "draws a tree node with what is above and below it, for Graphviz", run_tree},
 };
 
 }    // namespace

@@ -16,6 +16,7 @@ struct local_command {
     size_t least;        // how many words it needs, and takes at most
     size_t most;
     bool has_json;
+    const char *option;    // an option of its own that must be given; null without one
     const char *meaning;
     exit_status (*run)(const std::vector<std::string> &words, const options &chosen,
                        json_writer &json);    // as text goes to the writer's output

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <optional>
 
+#include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/nearest.h"
 #include "tools/plu_debug/number.h"
 
@@ -126,6 +127,12 @@ bool is_option(const std::string &word) {
     return word.size() > 1 && word[0] == '-' && word != "-h" && word != "-help";
 }
 
+// Options of a local command are words of that command.
+bool belongs_to_command(const std::string &word, const std::vector<std::string> &words) {
+    const local_command *row = words.empty() ? nullptr : find_local_command(words[0]);
+    return row != nullptr && row->option != nullptr && word == row->option;
+}
+
 std::string apply(options &result, const std::vector<std::string> &words, size_t &index) {
     option_word word = split_option(words[index]);
     const option_row *row = find_option(word.name);
@@ -156,7 +163,8 @@ options parse_options(const std::vector<std::string> &words, std::string &error)
     for (size_t i = 0; i < words.size() && error.empty(); ++i) {
         if (!options_end && words[i] == "--") {
             options_end = true;
-        } else if (!options_end && is_option(words[i])) {
+        } else if (!options_end && is_option(words[i]) &&
+                   !belongs_to_command(words[i], result.words)) {
             error = apply(result, words, i);
         } else {
             result.words.push_back(words[i]);

@@ -36,14 +36,19 @@ private:
 
 }    // namespace
 
-quiet_result run_quietly(const char *name, uint64_t a1, const time_limits &limits,
+quiet_result run_quietly(const plu_debug_request &request, const time_limits &limits,
                          const std::function<void(std::string_view)> &line) {
     const stopwatch watch;
-    quiet_result result{{}, reply_judge(name), 0};
+    quiet_result result{{}, reply_judge(request.name), 0};
     quiet_reader reader(result.judge, line);
-    result.exchange = exchange(make_request(name, a1, 0, 0), limits, reader);
+    result.exchange = exchange(request, limits, reader);
     result.seconds = watch.seconds();
     return result;
+}
+
+quiet_result run_quietly(const char *name, uint64_t a1, const time_limits &limits,
+                         const std::function<void(std::string_view)> &line) {
+    return run_quietly(make_request(name, a1, 0, 0), limits, line);
 }
 
 }    // namespace client

@@ -18,7 +18,11 @@ struct quiet_result {
     }
 };
 
-/// Runs a command of the table. Every whole line goes to `line` when there is one.
+/// Runs a request. Every whole line goes to `line` when there is one.
+quiet_result run_quietly(const plu_debug_request &request, const time_limits &limits,
+                         const std::function<void(std::string_view)> &line = {});
+
+/// The same for a command of the table with one number.
 quiet_result run_quietly(const char *name, uint64_t a1, const time_limits &limits,
                          const std::function<void(std::string_view)> &line = {});
 
