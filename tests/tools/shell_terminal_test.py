@@ -1,5 +1,6 @@
 """The interactive shell on a terminal of its own: prompt, keys, filters, pages, interrupts."""
 import fcntl
+import json
 import os
 import pty
 import select
@@ -160,8 +161,9 @@ class Terminal(ClientTest):
     def test_options_hold_for_every_line(self):
         self.start()
         shell = self.shell("--json")
-        self.assertIn('"verdict":"ok"', shell.run("rootsn"))
-        self.assertIn('"outcome":"not_sent"', shell.run("rootsn | count"))
+        self.assertEqual(json.loads(shell.run("rootsn"))["verdict"], "ok")
+        refused = shell.run("nonsense | count")    # on standard error, too
+        self.assertEqual(json.loads(refused[refused.index("{"):])["outcome"], "not_sent")
         self.start("walk=silent")
         self.assertIn("for 0.3 s", self.shell("-t", "0.3").run("walk"))
 

@@ -38,7 +38,7 @@ public:
         value("FILE", "the name of a file");
         set_.file = true;
     }
-    void names();
+    void names(bool raw);
     void filters();
     /// The command is whole as it stands.
     void end() {
@@ -57,9 +57,12 @@ private:
     completion_set set_;
 };
 
-void gatherer::names() {
+// A raw name always goes to the process.
+void gatherer::names(bool raw) {
     for (const local_command &row : local_commands()) {
-        word(row.name, row.meaning);
+        if (!raw) {
+            word(row.name, row.meaning);
+        }
     }
     for (const command &row : all_commands()) {
         word(row.name, row.meaning);
@@ -171,7 +174,7 @@ void gather_local(const local_command &row, size_t given, gatherer &found) {
     }
     std::erase_if(word, [](char c) { return c == '[' || c == ']'; });
     if (word == "NAME") {
-        found.names();
+        found.names(false);
     } else if (word == "FILE") {
         found.file();
     } else if (word.starts_with('-')) {
@@ -210,7 +213,7 @@ void gather_filter(std::span<const std::string> words, gatherer &found) {
 
 void gather_command(std::span<const std::string> words, bool raw, gatherer &found) {
     if (words.empty()) {
-        found.names();
+        found.names(raw);
         for (const candidate &word : shell_words()) {
             found.word(word.word, word.meaning);
         }

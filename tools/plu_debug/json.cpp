@@ -67,6 +67,11 @@ void json_writer::end(char bracket) {
     first_ = false;
 }
 
+void json_writer::end_document() {
+    out_.write("\n");
+    first_ = true;
+}
+
 void json_writer::key(std::string_view name) {
     separate();
     out_.write(json_string(name));

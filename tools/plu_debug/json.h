@@ -26,6 +26,7 @@ public:
     void key(std::string_view name);
     void text(std::string_view value) { item(json_string(value)); }
     void number(int64_t value) { item(std::to_string(value)); }
+    void end_document();                    // another may follow on the next line
     void item(std::string_view written);    // any value that is JSON already
 
     void text_member(std::string_view name, std::string_view value) {

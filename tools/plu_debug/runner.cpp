@@ -183,7 +183,15 @@ exit_status runner::run() {
         json_.end(']');
     }
     if (chosen_.json) {
-        out_.write("\n");
+        json_.end_document();
+    }
+    return status;
+}
+
+exit_status runner::run_alone(const std::string &line) {
+    const exit_status status = run_line(line);
+    if (chosen_.json) {
+        json_.end_document();
     }
     return status;
 }

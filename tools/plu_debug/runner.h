@@ -18,13 +18,14 @@ public:
     /// Runs the command line's command, or the file or standard input; as often as was asked for.
     exit_status run();
 
-    /// Runs one typed line with its filters; an empty one does nothing.
-    exit_status run_line(const std::string &line);
+    /// Runs one typed line with its filters, in JSON as a document of its own.
+    exit_status run_alone(const std::string &line);
 
 private:
     exit_status run_once();
     exit_status run_repeatedly();
     exit_status run_script();
+    exit_status run_line(const std::string &line);
     exit_status run_filtered(const typed_line &typed);
     exit_status run_words(const std::vector<std::string> &words, json_writer &json);
     exit_status run_local(const std::vector<std::string> &words, json_writer &json);

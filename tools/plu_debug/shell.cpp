@@ -74,14 +74,10 @@ void shell::prepare() {
     }
 }
 
-// A JSON document is an object per line that was typed.
 void shell::run_line(const std::string &line) {
     const quiet_keys keys(STDIN_FILENO, false);
     screen_.start();
-    (void)commands_.run_line(line);
-    if (chosen_.json) {
-        out_.write("\n");
-    }
+    (void)commands_.run_alone(line);
     out_.flush();
     screen_.finish();
     if (interrupts_seen() > 0 && !screen_.quit()) {
