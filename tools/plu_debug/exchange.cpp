@@ -182,6 +182,7 @@ exchange_result conversation::run(const plu_debug_request &request, reply_reader
     }
     result = relay(reader);
     if (result.kind != outcome::done) {
+        reader.pause();
         give_up(request, result);
         return result;
     }

@@ -138,6 +138,9 @@ void pager::take(std::string_view text) {
         show(text.substr(0, shown));
         text.remove_prefix(shown);
     }
+    if (dropping()) {
+        finish();    // what is said about the interrupt gets a line of its own
+    }
     screen_.flush();
 }
 
