@@ -121,8 +121,8 @@ TEST_F(StrayAddress, ALeafArrayUnderATypeWithoutOneIsNotWalkedAsChildren) {
     stray.outer_slots[0] = &stray.outer;
     leaf_array leaves{1, 0, reinterpret_cast<leaf **>(stray.outer_slots)};
     for (const uint16_t type : {TN_LEAF, tn_type(5)}) {
-        leaf_nodes[0]->tn_flags = type;
-        leaf_nodes[0]->in_lfarray = &leaves;
+        leaf_nodes.back()->tn_flags = type;
+        leaf_nodes.back()->in_lfarray = &leaves;
         const std::string walked = reply_of(cmd_walk);
         EXPECT_TRUE(contains(walked, not_readable(unmapped)));
         EXPECT_TRUE(contains(walked, "tree walk completed\n"));
