@@ -66,7 +66,8 @@ void ask(const load_request &asked, load_reader &reader, load_counters &counters
 
 void run_client(unsigned number, uint64_t requests, load_counters &counters) {
     request_maker maker(number);
-    for (uint64_t i = number * 37; i < requests + number * 37; ++i) {
+    const uint64_t first = uint64_t{number} * 37;
+    for (uint64_t i = first; i < first + requests; ++i) {
         const bool stall = i % (requests_per_stall * clients) == requests_per_stall * number;
         load_reader reader(stall ? load_reader::fate::stall : load_reader::fate::none, 100);
         ask(stall ? request_maker::recording() : maker.next(), reader, counters);

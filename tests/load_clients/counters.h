@@ -25,7 +25,7 @@ struct load_counters {
 
 /// Maps the file of the counters; ends the program when that fails.
 inline load_counters &map_counters(const char *file) {
-    const int descriptor = open(file, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const int descriptor = file == nullptr ? -1 : open(file, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor < 0 || ftruncate(descriptor, sizeof(load_counters)) != 0) {
         _exit(2);
     }
