@@ -62,6 +62,9 @@ void ask(const load_request &asked, load_reader &reader, load_counters &counters
     (void)fprintf(stderr, "load: wrong reply to %s 0x%lx 0x%lx 0x%lx: %s\n%.*s\n",
                   asked.request.name, asked.request.a1, asked.request.a2, asked.request.a3,
                   result.message.c_str(), static_cast<int>(reply_shown), reader.text().c_str());
+    if (result.kind != client::outcome::done) {
+        _exit(1);    // without the process every further request would only cost time
+    }
 }
 
 void run_client(unsigned number, uint64_t requests, load_counters &counters) {
