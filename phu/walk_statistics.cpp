@@ -14,6 +14,7 @@
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/key.h"
+#include "tbm/start_node.h"
 
 namespace {
 
@@ -67,6 +68,14 @@ void recording_line(const leaf *entry) {
 /// Children of a node as they are now; none when it has turned into a node of leaves.
 child_slots current_children(const tn *node) {
     return tn_is_end(node) || tn_is_intern(node) ? child_slots{} : tn_child_slots(node);
+}
+
+/// True when what the node's type leads the walk to can be followed. A type that is none of the
+/// three walks like a search node, but its array may be of any kind.
+bool array_followable(const tn *node) {
+    const uint32_t type = tn_type_of(node);
+    return type == TN_SEARCH || type == TN_END || type == TN_INTERN ||
+           stray_children_readable(node);
 }
 
 struct tree_statistics {
@@ -124,6 +133,9 @@ void tree_statistics::visit(const tn *node, int depth, int hint_depth, const pat
     ++tbm_nodes;
     const path_record record{tbm_nodes, parent};
     count_node(node);
+    if (!array_followable(node)) {
+        return;
+    }
     const uint8_t state = node->hint_state;
     const leaf_array *array = own_leaves(node);
     count_leaves(state, tn_type_of(node), array);

@@ -101,6 +101,16 @@ inline int tn_child_count(const tn *node) {
     return node->sn_charray == nullptr ? 0 : node->sn_charray->ta_nnodes;
 }
 
+/// All slots that a command may read of a search node's child array: an internal-node slot counts
+/// when the node or the array claims one. 0 without slots.
+inline int tree_array_slots(const tree_array *array, const tn *search_node) {
+    if (array == nullptr || array->ta_nodes == nullptr) {
+        return 0;
+    }
+    const int children = array->ta_nnodes < 0 ? 0 : array->ta_nnodes;
+    return children + (tn_inode_bit(search_node) != 0 || array->ta_inode_exists != 0);
+}
+
 /// Slots of a search node's child array: the real children are first to end - 1, an internal node
 /// stands in slot 0 when first is 1. All zero without an array.
 struct child_slots {

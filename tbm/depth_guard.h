@@ -8,7 +8,11 @@
 #include "tbm/records.h"
 
 inline constexpr int tbm_walk_levels = 64;
+#ifdef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
+inline constexpr uint32_t tbm_walk_nodes = 4096;    // small cards, a short time for each request
+#else
 inline constexpr uint32_t tbm_walk_nodes = 0x180000000 / sizeof(tn);    // 6 GiB of nodes
+#endif
 
 /// Walks that have hit a bound so far. Written by depth_guard only, on the debug thread.
 extern uint32_t tbm_walks_stopped;

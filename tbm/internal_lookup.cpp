@@ -15,7 +15,7 @@ leaf **longest_leaf(const tn *inode, uint32_t prefix, bool narrate) {
     for (int length = longest_length; length >= 0; --length) {
         const uint32_t position = base + prefix;
         if ((bitmap >> position & 1) != 0) {
-            leaf_array *array = inode->in_lfarray;
+            leaf_array *array = inode_leaves(inode);
             const auto offset = static_cast<int>(bitmap_count_below(bitmap, position));
             if (narrate) {
                 plu_debug_printf("match found, i %d, lf offset %d, la %p\n", length, offset,

@@ -186,6 +186,13 @@ void tn_locate(const tn *target, tn_path &path) {
     }
 }
 
+bool tn_key_leads_to(const leaf *entry, const tn *target) {
+    const tree_array *root = tbdb_root_of(tbm_handle_current());
+    tn_path path{};
+    return entry != nullptr && root != nullptr &&
+           key_follower(entry->key, target, path).follow(root) != key_way::elsewhere;
+}
+
 tn *tn_path_parent(const tn_path &path) {
     return path.found != 0 ? path.nodes[path.depth] : nullptr;
 }

@@ -26,6 +26,10 @@ static_assert(sizeof(tn_path) == 232);
 /// the target; only a node to which no such key leads costs a pass over the tree.
 void tn_locate(const tn *target, tn_path &path);
 
+/// True when the key of a leaf leads from its root to `target`: the node hangs in the tree. Follows
+/// nothing of the target's own. False for no leaf or no tree, without a line.
+bool tn_key_leads_to(const leaf *entry, const tn *target);
+
 /// The target's parent after a successful search, a root node included. Null when the path was not
 /// found.
 tn *tn_path_parent(const tn_path &path);

@@ -6,10 +6,16 @@
 
 namespace {
 
+inline constexpr int leaf_array_max = 2047;    // the internal prefixes of the largest stride
+
+bool refuse(uint64_t address) {
+    plu_debug_printf("address 0x%lx is not readable\n", address);
+    return false;
+}
+
 bool aligned_readable(uint64_t address, size_t size, size_t alignment) {
     if (address % alignment != 0) {
-        plu_debug_printf("address 0x%lx is not readable\n", address);
-        return false;
+        return refuse(address);
     }
     return operator_address_readable(address, size);
 }
@@ -27,17 +33,17 @@ bool slots_readable(const void *slots, int count) {
                             sizeof(void *) * static_cast<size_t>(count), alignof(void *));
 }
 
+/// More leaves than a node can hold are no leaves: garbage would have the kernel asked for
+/// gigabytes.
 bool leaf_slots_readable(const leaf_array *array) {
-    return array == nullptr ||
-           (record_readable(array) && slots_readable(array->la_leaves, leaf_count(array)));
-}
-
-bool child_slots_readable(const tn *search_node) {
-    const tree_array *array = search_node->sn_charray;
-    return array == nullptr ||
-           (record_readable(array) &&
-            slots_readable(array->ta_nodes,
-                           array->ta_nnodes + static_cast<int>(tn_inode_bit(search_node))));
+    if (array == nullptr) {
+        return true;
+    }
+    if (!record_readable(array)) {
+        return false;
+    }
+    return leaf_count(array) <= leaf_array_max ? slots_readable(array->la_leaves, leaf_count(array))
+                                               : refuse(reinterpret_cast<uint64_t>(array));
 }
 
 }    // namespace
@@ -47,7 +53,7 @@ tn *operator_node(uint64_t address) {
         return nullptr;
     }
     auto *node = reinterpret_cast<tn *>(address);
-    const bool readable = tn_is_search(node) ? child_slots_readable(node)
+    const bool readable = tn_is_search(node) ? operator_children_readable(node)
                           : tn_is_end(node) || tn_is_intern(node)
                               ? leaf_slots_readable(node->in_lfarray)
                               : true;
@@ -64,4 +70,10 @@ leaf_array *operator_leaf_array(uint64_t address) {
 
 bool operator_leaf_readable(const leaf *entry) {
     return record_readable(entry);
+}
+
+bool operator_children_readable(const tn *node) {
+    const tree_array *array = node->sn_charray;
+    return array == nullptr || (record_readable(array) &&
+                                slots_readable(array->ta_nodes, tree_array_slots(array, node)));
 }

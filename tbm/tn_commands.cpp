@@ -5,15 +5,15 @@
 #include "tbm/commands.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
-#include "tbm/operator_node.h"
 #include "tbm/search.h"
+#include "tbm/start_node.h"
 #include "tbm/tn_show.h"
 
 namespace {
 
 /// The node of a command's argument, null after the line that refuses it.
 tn *node_argument(uint64_t address) {
-    return tn_address_valid(address) ? operator_node(address) : nullptr;
+    return tn_address_valid(address) ? operator_start_node(address) : nullptr;
 }
 
 /// Shows a subtree in pre-order, internal nodes first.

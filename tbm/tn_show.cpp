@@ -43,7 +43,7 @@ void print_children(const tree_array *array, bool all) {
 }
 
 void print_inode_leaves(const tn *inode) {
-    const leaf_array *array = inode->in_lfarray;
+    const leaf_array *array = inode_leaves(inode);    // none when another node hangs there
     if (array == nullptr) {
         plu_debug_printf("inode %p in_lfarray is NULL\n", static_cast<const void *>(inode));
         return;

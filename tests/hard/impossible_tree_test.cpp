@@ -113,4 +113,16 @@ TEST_F(ImpossibleTree, WalksEndOnSubtreesThatAreSharedAtEveryLevel) {
     EXPECT_EQ(stop_lines, 1U);
 }
 
+TEST_F(ImpossibleTree, TheSearchForATypedNodeEndsOnACycle) {
+    hang(true);
+    tn outside{};
+    outside.tn_flags = TN_END;
+    plu_debug_request request{};
+    strcpy(request.name, "tn");
+    request.a1 = number(&outside);
+    stop_lines = 0;
+    serve(request);
+    EXPECT_EQ(stop_lines, 0U);
+}
+
 }    // namespace

@@ -1,0 +1,143 @@
+// Addresses of readable memory that is no node, and nodes that are not what their place says.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include "checks/commands.h"
+#include "phu/commands.h"
+#include "tbm/access.h"
+#include "tbm/commands.h"
+#include "tests/card/powered_card.h"
+#include "tests/support/text.h"
+
+namespace {
+
+constexpr uint64_t unmapped = 0x7ffffffff000;
+using command = void (*)(uint64_t, uint64_t, uint64_t);
+constexpr command node_commands[] = {cmd_tn,     cmd_tnwalk,   cmd_tnbl,   cmd_cntpfx,
+                                     cmd_cklkup, cmd_cklkuphw, cmd_ckhmask};
+
+std::string not_readable(uint64_t address) {
+    return format("address 0x%lx is not readable\n", address);
+}
+
+/// A search node with a search node below it, in memory that is no part of the tree.
+struct stray_nodes {
+    tn outer;
+    tn inner;
+    tree_array outer_array;
+    tree_array inner_array;
+    tn *outer_slots[1];
+    tn *inner_slots[1];
+
+    static stray_nodes &make() {
+        void *at = mmap(nullptr, sizeof(stray_nodes), PROT_READ | PROT_WRITE,
+                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        auto *made = static_cast<stray_nodes *>(at);
+        made->outer.tn_flags = made->inner.tn_flags = tbm_stride_bits << tn_stride_shift;
+        made->outer.sn_charray = &made->outer_array;
+        made->inner.sn_charray = &made->inner_array;
+        made->outer.sn_ebmap = made->inner.sn_ebmap = 1;
+        made->outer_array = {1, 0, 0, made->outer_slots};
+        made->inner_array = {1, 0, 0, made->inner_slots};
+        made->outer_slots[0] = &made->inner;
+        return *made;
+    }
+};
+
+class StrayAddress : public testing::Test {
+protected:
+    StrayAddress() : card(powered_card()), stray(stray_nodes::make()) {
+        for (const char *prefix : {"10.0.0.0/8", "10.1.2.0/24", "10.1.2.128/25", "10.1.2.3/32"}) {
+            card.add(prefix);
+        }
+        tn_visit(card.fixed().root_slots[0]);
+    }
+    ~StrayAddress() override { munmap(&stray, sizeof stray); }
+    StrayAddress(const StrayAddress &) = delete;
+    StrayAddress &operator=(const StrayAddress &) = delete;
+    StrayAddress(StrayAddress &&) = delete;
+    StrayAddress &operator=(StrayAddress &&) = delete;
+
+    void tn_visit(tn *node) {
+        (tn_is_search(node) ? search_nodes : leaf_nodes).push_back(node);
+        const child_slots slots = tn_is_search(node) ? tn_child_slots(node) : child_slots{};
+        for (int i = 0; i < slots.end; ++i) {
+            if (slots.nodes[i] != nullptr) {
+                tn_visit(slots.nodes[i]);
+            }
+        }
+    }
+
+    simcard::Card &card;
+    stray_nodes &stray;
+    std::vector<tn *> search_nodes;
+    std::vector<tn *> leaf_nodes;
+};
+
+TEST_F(StrayAddress, SubtreesOutsideOfTheTreeAreAskedForDownToTheLeaves) {
+    const auto refused = [&](uint64_t at_fault, int line) {
+        for (const command run : node_commands) {
+            EXPECT_EQ(reply_of(run, number(&stray.outer), 15), not_readable(at_fault)) << line;
+        }
+    };
+    stray.inner.sn_charray = reinterpret_cast<tree_array *>(unmapped);
+    refused(unmapped, __LINE__);
+    stray.inner.sn_charray = &stray.inner_array;
+    stray.inner_slots[0] = &stray.outer;    // a cycle is no subtree
+    refused(number(&stray.outer), __LINE__);
+    stray.inner_slots[0] = nullptr;
+    stray.inner.tn_flags |= tn_inode_flag;
+    stray.inner_array = {-1, 0, 0, reinterpret_cast<tn **>(unmapped)};
+    refused(unmapped, __LINE__);
+    stray.inner.tn_flags = TN_END;
+    leaf_array endless{1 << 20, 0, reinterpret_cast<leaf **>(&card.fixed())};
+    stray.inner.in_lfarray = &endless;
+    refused(number(&endless), __LINE__);
+    stray.inner.in_lfarray = nullptr;
+    EXPECT_EQ(occurrences(reply_of(cmd_tnwalk, number(&stray.outer)), "NODE "), 2U);
+}
+
+TEST_F(StrayAddress, RecordsOfOtherKindsEndNoCommand) {
+    std::vector<uint64_t> addresses;
+    for (const tn *node : search_nodes) {
+        addresses.insert(addresses.end(), {number(node) + 8, number(node->sn_charray),
+                                           number(node->sn_charray->ta_nodes)});
+    }
+    for (const tn *node : leaf_nodes) {
+        addresses.insert(addresses.end(), {number(node) + 16, number(node->in_lfarray),
+                                           number(node->in_lfarray->la_leaves[0])});
+    }
+    for (const uint64_t address : addresses) {
+        for (const command run : node_commands) {
+            EXPECT_NE(reply_of(run, address, 15), "");
+        }
+        EXPECT_NE(reply_of(cmd_showla, address, 1), "");
+        EXPECT_NE(reply_of(cmd_hwidxwalk, 1, address), "");
+    }
+}
+
+TEST_F(StrayAddress, ALeafArrayUnderATypeWithoutOneIsNotWalkedAsChildren) {
+    stray.outer.sn_charray = reinterpret_cast<tree_array *>(unmapped);
+    stray.outer_slots[0] = &stray.outer;
+    leaf_array leaves{1, 0, reinterpret_cast<leaf **>(stray.outer_slots)};
+    for (const uint16_t type : {TN_LEAF, tn_type(5)}) {
+        leaf_nodes.back()->tn_flags = type;
+        leaf_nodes.back()->in_lfarray = &leaves;
+        const std::string walked = reply_of(cmd_walk);
+        EXPECT_TRUE(contains(walked, not_readable(unmapped)));
+        EXPECT_TRUE(contains(walked, "tree walk completed\n"));
+    }
+}
+
+TEST_F(StrayAddress, ASearchNodeInThePlaceOfAnInternalNodeHasNoLeaves) {
+    for (tn *node : search_nodes) {
+        if (tn *inode = tn_inode(node); inode != nullptr) {
+            node->sn_charray->ta_nodes[0] = search_nodes.back();
+            EXPECT_TRUE(contains(reply_of(cmd_tn, number(node), 2), " in_lfarray is NULL\n"));
+            EXPECT_NE(reply_of(cmd_v4, 0x0a010203, 32), "");
+            node->sn_charray->ta_nodes[0] = inode;
+        }
+    }
+}
+
+}    // namespace

@@ -1,0 +1,110 @@
+// Preloaded into the process: a thread that adds and deletes prefixes through the library all the
+// time, and a background timer that ticks 250 times as often as planned.
+#include <dlfcn.h>
+
+#include <ctime>
+#include <random>
+#include <thread>
+
+#include "platform/export.h"
+#include "platform/plu_library.h"
+#include "tbm/records.h"
+#include "tests/load_clients/counters.h"
+
+namespace {
+
+constexpr long tick_ns = 20000000;
+constexpr auto pause_between_changes = std::chrono::microseconds(200);
+constexpr int prefixes = 400;
+
+load_counters &counters() {
+    static load_counters &mapped = map_counters(getenv("LOAD_COUNTERS"));
+    return mapped;
+}
+
+template <typename Function>
+Function *next_of(const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+/// Prefixes in VRFs of their own: ways of eight that nest, in both families.
+pfx_entry entry_of(int i) {
+    static constexpr uint8_t lengths[] = {8, 12, 16, 20, 24, 25, 28, 32};
+    const int way = i / static_cast<int>(std::size(lengths));
+    const int vrf = 2000 + way % 3;
+    pfx_entry entry{};
+    entry.type = way % 4 == 3 ? PFX_IPV6 : PFX_IPV4;
+    entry.vrf[0] = static_cast<uint8_t>(vrf >> 8);
+    entry.vrf[1] = static_cast<uint8_t>(vrf & 0xff);
+    entry.address[0] = static_cast<uint8_t>(10 + way);
+    for (int byte = 1; byte < 4; ++byte) {
+        entry.address[byte] = static_cast<uint8_t>(way * 17 * byte);
+    }
+    entry.set_length(lengths[static_cast<size_t>(i) % std::size(lengths)]);
+    return entry;
+}
+
+class changer {
+public:
+    [[noreturn]] void run() {
+        for (;;) {
+            if (counters().stop != 0) {
+                rest();
+            }
+            toggle(static_cast<int>(random_() % prefixes));
+            std::this_thread::sleep_for(pause_between_changes);
+        }
+    }
+
+private:
+    void toggle(int i) {
+        const pfx_entry entry = entry_of(i);
+        const uint32_t code = present_[i] ? remove_(&entry) : add_(&entry);
+        if (code == 0) {
+            present_[i] = !present_[i];
+            ++counters().changes;
+        } else if (counters().changes != 0) {    // before the first one the library is not up
+            ++counters().refused;
+        }
+    }
+
+    void rest() {
+        for (int i = 0; i < prefixes; ++i) {
+            if (present_[i]) {
+                toggle(i);
+            }
+        }
+        counters().stopped = 1;
+        while (counters().stop != 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        counters().stopped = 0;
+    }
+
+    std::minstd_rand random_{1};
+    bool present_[prefixes] = {};
+    plu_entry_function add_ = next_of<uint32_t(const pfx_entry *)>("plu_add_entry");
+    plu_entry_function remove_ = next_of<uint32_t(const pfx_entry *)>("plu_delete_entry");
+};
+
+[[gnu::constructor]] void start() {
+    std::thread([] { changer().run(); }).detach();
+}
+
+}    // namespace
+
+extern "C" {
+
+PLU_EXPORT int timer_settime(timer_t timer, int flags, const itimerspec *schedule,
+                             itimerspec *old) noexcept {
+    itimerspec faster = *schedule;
+    faster.it_interval = faster.it_value = {0, tick_ns};
+    return next_of<int(timer_t, int, const itimerspec *, itimerspec *)>("timer_settime")(
+        timer, flags, &faster, old);
+}
+
+PLU_EXPORT int plu_fill_hole_background(uint32_t *scratch, int count) {
+    ++counters().ticks;
+    return next_of<int(uint32_t *, int)>("plu_fill_hole_background")(scratch, count);
+}
+}
