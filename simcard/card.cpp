@@ -150,7 +150,7 @@ uint32_t Card::remove(const pfx_entry &entry) {
     mirror_.refresh(path, key->root_slot());
     tn *&root = tree_.root().ta_nodes[key->root_slot()];
     if (key->root_slot() != 0 && !is_search(root)) {
-        memory_.release(Pool::nodes, root);
+        memory_.release(Kind::node, root);
         root = nullptr;
     }
     return card_ok;

@@ -41,7 +41,7 @@ bool ExactMatch::set_up() {
     size_ = 0;
     for (size_t table = 0; table < tables_.size(); ++table) {
         tables_[table] = static_cast<Bucket *>(
-            memory_.allocate(Pool::tables, size_t{table_entries[table]} * sizeof(MatchEntry)));
+            memory_.allocate(Kind::table, size_t{table_entries[table]} * sizeof(MatchEntry)));
         if (tables_[table] == nullptr) {
             return false;
         }

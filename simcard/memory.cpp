@@ -50,30 +50,31 @@ bool Memory::map() {
     auto *start = static_cast<uint8_t *>(base_);
     next_ = start + rounded(sizeof(FixedPart), huge_page);
     end_ = start + offsetof(FixedPart, first_node) + prefix_space;
-    pools_ = {};
+    classes_ = {};
     return true;
 }
 
-void *Memory::allocate(Pool pool, size_t bytes) {
+void *Memory::allocate(Kind kind, size_t bytes) {
     const size_t size = rounded(bytes, class_step);
+    const bool small = size / class_step < classes;
     void *block = nullptr;
-    if (size / class_step < classes) {
-        block = carve(pools_[static_cast<size_t>(pool)][size / class_step], pool, size);
+    if (small) {
+        block = carve(class_of(kind, size), pool_of(kind), size);
     } else if (room() >= size) {
         block = next_;
         next_ += rounded(size, 64);
     }
     if (block != nullptr) {
-        memset(block, 0, size / class_step < classes ? size : 0);
-        count(pool, 1, size);
+        memset(block, 0, small ? size : 0);
+        count(pool_of(kind), 1, size);
     }
     return block;
 }
 
 void *Memory::carve(SizeClass &size_class, Pool pool, size_t bytes) {
-    if (size_class.free != nullptr) {
-        FreeBlock *block = size_class.free;
-        size_class.free = block->next;
+    if (!size_class.free.empty()) {
+        void *block = size_class.free.front();
+        size_class.free.pop_front();
         phu().pool_free[static_cast<size_t>(pool)]--;
         return block;
     }
@@ -96,17 +97,14 @@ void *Memory::carve(SizeClass &size_class, Pool pool, size_t bytes) {
     return block;
 }
 
-void Memory::release(Pool pool, void *block, size_t bytes) {
+void Memory::release(Kind kind, void *block, size_t bytes) {
     if (block == nullptr) {
         return;
     }
     const size_t size = rounded(bytes, class_step);
-    auto *freed = static_cast<FreeBlock *>(block);
-    SizeClass &size_class = pools_[static_cast<size_t>(pool)][size / class_step];
-    freed->next = size_class.free;
-    size_class.free = freed;
-    phu().pool_free[static_cast<size_t>(pool)]++;
-    count(pool, -1, size);
+    class_of(kind, size).free.push_back(block);
+    phu().pool_free[static_cast<size_t>(pool_of(kind))]++;
+    count(pool_of(kind), -1, size);
 }
 
 /// Alloc and free per pool are blocks in use and blocks ready for use; the shm totals count events.

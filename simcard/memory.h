@@ -5,13 +5,34 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 
 #include "phu/records.h"
 #include "tbm/records.h"
 
 namespace simcard {
 
+/// Pools as the context dump counts them.
 enum class Pool : uint8_t { nodes = 0, arrays = 1, leaves = 2, tables = 3 };
+
+/// What a block holds. A block that was given back is handed out for the same kind and size only,
+/// the oldest first, and keeps its contents until then: a reader that still follows it, without a
+/// lock, meets records of the kind that it expects.
+enum class Kind : uint8_t { node, child_array, leaf_array, child_slots, leaf_slots, leaf, table };
+inline constexpr size_t kinds = 7;
+
+constexpr Pool pool_of(Kind kind) {
+    switch (kind) {
+        case Kind::node:
+            return Pool::nodes;
+        case Kind::leaf:
+            return Pool::leaves;
+        case Kind::table:
+            return Pool::tables;
+        default:
+            return Pool::arrays;
+    }
+}
 
 /// Everything in front of the pools, in the order in which it lies in memory: the node of root slot
 /// 0 comes last, so that every record of the pools lies above it.
@@ -44,18 +65,18 @@ public:
     [[nodiscard]] phu_context &phu() const { return fixed().plu.phu; }
     [[nodiscard]] bool mapped() const { return base_ != nullptr; }
 
-    /// Zeroed memory of a pool, 8-byte aligned; null when the region is exhausted.
-    void *allocate(Pool pool, size_t bytes);
+    /// Zeroed memory, 8-byte aligned; null when the region is exhausted.
+    void *allocate(Kind kind, size_t bytes);
     /// Gives memory back; `bytes` as it was asked for. Null is ignored.
-    void release(Pool pool, void *block, size_t bytes);
+    void release(Kind kind, void *block, size_t bytes);
 
     template <typename Record>
-    Record *allocate(Pool pool) {
-        return static_cast<Record *>(allocate(pool, sizeof(Record)));
+    Record *allocate(Kind kind) {
+        return static_cast<Record *>(allocate(kind, sizeof(Record)));
     }
     template <typename Record>
-    void release(Pool pool, Record *record) {
-        release(pool, record, sizeof(Record));
+    void release(Kind kind, Record *record) {
+        release(kind, record, sizeof(Record));
     }
 
     /// Room left for records, in bytes.
@@ -69,22 +90,22 @@ private:
     static constexpr size_t class_step = 8;
     static constexpr size_t classes = 96;
 
-    struct FreeBlock {
-        FreeBlock *next;
-    };
     struct SizeClass {
-        FreeBlock *free;
-        uint8_t *slab_next;
-        uint8_t *slab_end;
+        std::deque<void *> free;    // beside the blocks, not in them
+        uint8_t *slab_next = nullptr;
+        uint8_t *slab_end = nullptr;
     };
 
+    SizeClass &class_of(Kind kind, size_t size) {
+        return classes_[static_cast<size_t>(kind)][size / class_step];
+    }
     void *carve(SizeClass &size_class, Pool pool, size_t bytes);
     void count(Pool pool, int64_t blocks, size_t bytes);
 
     void *base_ = nullptr;
     uint8_t *next_ = nullptr;
     uint8_t *end_ = nullptr;
-    std::array<std::array<SizeClass, classes>, phu_pools> pools_{};
+    std::array<std::array<SizeClass, classes>, kinds> classes_{};
 };
 
 }    // namespace simcard

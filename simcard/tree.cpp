@@ -1,6 +1,8 @@
 #include "simcard/tree.h"
 
+#include <atomic>
 #include <cstring>
+#include <type_traits>
 
 namespace simcard {
 
@@ -10,10 +12,19 @@ constexpr size_t pointer_bytes(int count) {
     return static_cast<size_t>(count) * sizeof(void *);
 }
 
+template <typename Record>
+constexpr Kind slots_of = std::is_same_v<Record, tn> ? Kind::child_slots : Kind::leaf_slots;
+
+/// Readers take no lock: what comes before is to be seen before what comes behind.
+void in_order() {
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+}
+
 /// Slots with room for one more at `at`; null when memory runs out.
 template <typename Record>
 Record **slots_insert(Memory &memory, Record **slots, int count, int at, Record *value) {
-    auto **grown = static_cast<Record **>(memory.allocate(Pool::arrays, pointer_bytes(count + 1)));
+    auto **grown =
+        static_cast<Record **>(memory.allocate(slots_of<Record>, pointer_bytes(count + 1)));
     if (grown == nullptr) {
         return nullptr;
     }
@@ -22,7 +33,7 @@ Record **slots_insert(Memory &memory, Record **slots, int count, int at, Record 
         memcpy(grown + at + 1, slots + at, pointer_bytes(count - at));
     }
     grown[at] = value;
-    memory.release(Pool::arrays, slots, pointer_bytes(count));
+    memory.release(slots_of<Record>, slots, pointer_bytes(count));
     return grown;
 }
 
@@ -32,16 +43,17 @@ template <typename Record>
 Record **slots_remove(Memory &memory, Record **slots, int count, int at) {
     const size_t tail = pointer_bytes(count - at - 1);
     if (count == 1) {
-        memory.release(Pool::arrays, slots, pointer_bytes(count));
+        memory.release(slots_of<Record>, slots, pointer_bytes(count));
         return nullptr;
     }
     memmove(slots + at, slots + at + 1, tail);
-    auto **shrunk = static_cast<Record **>(memory.allocate(Pool::arrays, pointer_bytes(count - 1)));
+    auto **shrunk =
+        static_cast<Record **>(memory.allocate(slots_of<Record>, pointer_bytes(count - 1)));
     if (shrunk == nullptr) {
         return slots;
     }
     memcpy(shrunk, slots, pointer_bytes(count - 1));
-    memory.release(Pool::arrays, slots, pointer_bytes(count));
+    memory.release(slots_of<Record>, slots, pointer_bytes(count));
     return shrunk;
 }
 
@@ -81,7 +93,7 @@ leaf *Tree::find(const Key &key, Path &path) const {
 }
 
 leaf *Tree::insert(const Key &key, Path &path) {
-    auto *entry = memory_.allocate<leaf>(Pool::leaves);
+    auto *entry = memory_.allocate<leaf>(Kind::leaf);
     if (entry == nullptr) {
         return nullptr;
     }
@@ -90,7 +102,7 @@ leaf *Tree::insert(const Key &key, Path &path) {
     path.count = 0;
     tn **slot = &root().ta_nodes[key.root_slot()];
     if (*slot == nullptr && (*slot = new_node(key, TN_END)) == nullptr) {
-        memory_.release(Pool::leaves, entry);
+        memory_.release(Kind::leaf, entry);
         return nullptr;
     }
     tn *node = *slot;
@@ -101,7 +113,7 @@ leaf *Tree::insert(const Key &key, Path &path) {
         if (length < tbm_stride_bits) {
             tn *holder = internal_for_insert(node);
             if (holder == nullptr || !add_leaf(holder, internal_position(length, chunk), entry)) {
-                memory_.release(Pool::leaves, entry);
+                memory_.release(Kind::leaf, entry);
                 return nullptr;
             }
             return entry;
@@ -109,7 +121,7 @@ leaf *Tree::insert(const Key &key, Path &path) {
         if (!is_search(node) || (node->sn_ebmap >> chunk & 1) == 0) {
             tn *child = new_node(key, TN_END);
             if (child == nullptr || !become_search(node) || !add_child(node, chunk, child)) {
-                memory_.release(Pool::leaves, entry);
+                memory_.release(Kind::leaf, entry);
                 return nullptr;
             }
         }
@@ -118,7 +130,7 @@ leaf *Tree::insert(const Key &key, Path &path) {
 }
 
 tn *Tree::new_node(const Key &key, tn_type type) {
-    auto *node = memory_.allocate<tn>(Pool::nodes);
+    auto *node = memory_.allocate<tn>(Kind::node);
     if (node != nullptr) {
         node->tn_flags = static_cast<uint16_t>(type | tbm_stride_bits << tn_stride_shift);
         node->key_type = key.ipv6() ? 1 : 0;
@@ -131,12 +143,12 @@ bool Tree::become_search(tn *node) {
     if (is_search(node)) {
         return true;
     }
-    auto *array = memory_.allocate<tree_array>(Pool::arrays);
+    auto *array = memory_.allocate<tree_array>(Kind::child_array);
     if (array == nullptr) {
         return false;
     }
     if (node->in_lfarray != nullptr) {
-        auto *inode = memory_.allocate<tn>(Pool::nodes);
+        auto *inode = memory_.allocate<tn>(Kind::node);
         tn **slots = inode == nullptr ? nullptr : slots_insert<tn>(memory_, nullptr, 0, 0, inode);
         if (slots == nullptr) {
             return false;
@@ -148,9 +160,12 @@ bool Tree::become_search(tn *node) {
         array->ta_nodes = slots;
         array->ta_inode_exists = 1;
     }
-    node->sn_charray = array;
-    node->sn_ebmap = 0;
+    node->in_lfarray = nullptr;
+    node->in_ibmap = 0;
+    in_order();
     node->tn_flags = static_cast<uint16_t>(node->tn_flags & ~tn_type_mask);
+    in_order();
+    node->sn_charray = array;
     return true;
 }
 
@@ -163,6 +178,7 @@ bool Tree::add_child(tn *node, uint32_t group, tn *child) {
         return false;
     }
     array->ta_nodes = slots;
+    in_order();
     array->ta_nnodes++;
     node->sn_ebmap |= uint64_t{1} << group;
     return true;
@@ -176,7 +192,7 @@ tn *Tree::internal_for_insert(tn *node) {
     if (has_inode(node)) {
         return node->sn_charray->ta_nodes[0];
     }
-    auto *inode = memory_.allocate<tn>(Pool::nodes);
+    auto *inode = memory_.allocate<tn>(Kind::node);
     tree_array *array = node->sn_charray;
     tn **slots = inode == nullptr
                      ? nullptr
@@ -195,7 +211,7 @@ tn *Tree::internal_for_insert(tn *node) {
 bool Tree::add_leaf(tn *holder, uint32_t position, leaf *entry) {
     leaf_array *array = holder->in_lfarray;
     if (array == nullptr) {
-        array = memory_.allocate<leaf_array>(Pool::arrays);
+        array = memory_.allocate<leaf_array>(Kind::leaf_array);
         if (array == nullptr) {
             return false;
         }
@@ -208,6 +224,7 @@ bool Tree::add_leaf(tn *holder, uint32_t position, leaf *entry) {
         return false;
     }
     array->la_leaves = slots;
+    in_order();
     array->la_nnodes++;
     holder->in_ibmap |= uint64_t{1} << position;
     return true;
@@ -217,12 +234,13 @@ leaf *Tree::take_leaf(tn *holder, uint32_t position) {
     leaf_array *array = holder->in_lfarray;
     const int at = static_cast<int>(ones_below(holder->in_ibmap, position));
     leaf *entry = array->la_leaves[at];
-    array->la_leaves = slots_remove(memory_, array->la_leaves, array->la_nnodes, at);
-    array->la_nnodes--;
     holder->in_ibmap &= ~(uint64_t{1} << position);
+    array->la_nnodes--;
+    in_order();
+    array->la_leaves = slots_remove(memory_, array->la_leaves, array->la_nnodes + 1, at);
     if (array->la_nnodes == 0) {
-        memory_.release(Pool::arrays, array);
         holder->in_lfarray = nullptr;
+        memory_.release(Kind::leaf_array, array);
         holder->tn_flags = static_cast<uint16_t>(holder->tn_flags & ~tn_inode_flag);
     }
     return entry;
@@ -230,20 +248,22 @@ leaf *Tree::take_leaf(tn *holder, uint32_t position) {
 
 void Tree::drop_internal(tn *node) {
     tree_array *array = node->sn_charray;
-    memory_.release(Pool::nodes, array->ta_nodes[0]);
-    array->ta_nodes = slots_remove(memory_, array->ta_nodes, array->ta_nnodes + 1, 0);
-    array->ta_inode_exists = 0;
+    memory_.release(Kind::node, array->ta_nodes[0]);
     node->tn_flags = static_cast<uint16_t>(node->tn_flags & ~tn_inode_flag);
+    array->ta_inode_exists = 0;
+    in_order();
+    array->ta_nodes = slots_remove(memory_, array->ta_nodes, array->ta_nnodes + 1, 0);
 }
 
 void Tree::drop_child(tn *node, uint32_t group) {
     tree_array *array = node->sn_charray;
     const int inode = has_inode(node) ? 1 : 0;
     const int at = static_cast<int>(ones_below(node->sn_ebmap, group)) + inode;
-    memory_.release(Pool::nodes, array->ta_nodes[at]);
-    array->ta_nodes = slots_remove(memory_, array->ta_nodes, array->ta_nnodes + inode, at);
-    array->ta_nnodes--;
+    memory_.release(Kind::node, array->ta_nodes[at]);
     node->sn_ebmap &= ~(uint64_t{1} << group);
+    array->ta_nnodes--;
+    in_order();
+    array->ta_nodes = slots_remove(memory_, array->ta_nodes, array->ta_nnodes + 1 + inode, at);
     if (array->ta_nnodes == 0) {
         become_end(node);
     }
@@ -255,19 +275,22 @@ void Tree::become_end(tn *node) {
     tn *inode = has_inode(node) ? array->ta_nodes[0] : nullptr;
     leaf_array *leaves = inode == nullptr ? nullptr : inode->in_lfarray;
     const uint64_t bitmap = inode == nullptr ? 0 : inode->in_ibmap;
-    memory_.release(Pool::arrays, array->ta_nodes, pointer_bytes(inode == nullptr ? 0 : 1));
-    memory_.release(Pool::nodes, inode);
-    memory_.release(Pool::arrays, array);
+    node->sn_charray = nullptr;
+    in_order();
+    node->tn_flags = static_cast<uint16_t>(node->tn_flags | TN_END);
+    in_order();
     node->in_lfarray = leaves;
     node->in_ibmap = bitmap;
-    node->tn_flags = static_cast<uint16_t>(node->tn_flags | TN_END);
+    memory_.release(Kind::child_slots, array->ta_nodes, pointer_bytes(inode == nullptr ? 0 : 1));
+    memory_.release(Kind::node, inode);
+    memory_.release(Kind::child_array, array);
 }
 
 void Tree::remove(const Key &key, Path &path, Forget forget, void *context) {
     int level = path.count - 1;
     tn *node = path.node[level];
     const uint32_t position = internal_position(key.bits - depth_of(level), chunk_at(key, level));
-    memory_.release(Pool::leaves, take_leaf(internal_of(node), position));
+    memory_.release(Kind::leaf, take_leaf(internal_of(node), position));
     if (is_search(node)) {
         if (node->sn_charray->ta_nodes[0]->in_lfarray == nullptr) {
             drop_internal(node);

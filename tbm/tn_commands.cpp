@@ -26,12 +26,14 @@ struct subtree_show {
             return;
         }
         tn_show(node, 0, mode);
-        if (!tn_is_search(node)) {
-            return;
-        }
-        const child_slots children = tn_child_slots(node);
-        for (int slot = 0; slot < children.end && !guard.stopped; ++slot) {
-            if (const tn *child = children.nodes[slot]; child != nullptr) {
+        // Showing a node may wait for the client: what hangs here is asked for anew at every slot.
+        for (int slot = 0; tn_is_search(node) && !guard.stopped; ++slot) {
+            const child_slots children = tn_child_slots(node);
+            if (slot >= children.end) {
+                return;
+            }
+            const tn *child = children.nodes[slot];
+            if (child != nullptr && tn_address_valid(reinterpret_cast<uint64_t>(child))) {
                 visit(child, level + 1);
             }
         }

@@ -202,6 +202,60 @@ TEST(Card, AddAndRemoveLeaveThePoolsAsTheyWere) {
     }
 }
 
+namespace {
+
+using Kinds = std::map<const void *, simcard::Kind>;
+
+void collect_kinds(const tn *node, Kinds &kinds) {
+    using simcard::Kind;
+    kinds[node] = Kind::node;
+    if (simcard::is_search(node)) {
+        const tree_array *array = node->sn_charray;
+        kinds[array] = Kind::child_array;
+        kinds[array->ta_nodes] = Kind::child_slots;
+        for (int i = 0; i < array->ta_nnodes + (simcard::has_inode(node) ? 1 : 0); ++i) {
+            collect_kinds(array->ta_nodes[i], kinds);
+        }
+    } else if (const leaf_array *array = node->in_lfarray; array != nullptr) {
+        kinds[array] = Kind::leaf_array;
+        kinds[array->la_leaves] = Kind::leaf_slots;
+        for (int i = 0; i < array->la_nnodes; ++i) {
+            kinds[array->la_leaves[i]] = Kind::leaf;
+        }
+    }
+}
+
+Kinds kinds_of(Card &card) {
+    Kinds kinds;
+    for (const tn *node : card.fixed().root_slots) {
+        if (node != nullptr) {
+            collect_kinds(node, kinds);
+        }
+    }
+    return kinds;
+}
+
+}    // namespace
+
+TEST(Card, MemoryIsUsedAgainForTheSameKindOnly) {
+    Card &card = fresh_card();
+    card.load(random_table(2000, 5));
+    const Kinds before = kinds_of(card);
+    for (const pfx_entry &entry : random_table(2000, 5)) {
+        card.remove(entry);
+    }
+    ASSERT_EQ(card.prefixes(), 0U);
+    card.load(random_table(3000, 6));
+    size_t reused = 0;
+    for (const auto &[address, kind] : kinds_of(card)) {
+        if (const auto old = before.find(address); old != before.end()) {
+            ++reused;
+            EXPECT_EQ(kind, old->second);
+        }
+    }
+    EXPECT_GT(reused, 1000U);
+}
+
 class CardUnderLimit : public testing::TestWithParam<int> {};
 
 TEST_P(CardUnderLimit, StaysWhatAFreshCardWouldBeThroughAddsAndRemoves) {
