@@ -57,6 +57,16 @@ constexpr return_code return_codes[] = {
     {"v4hw", ", rc = 0x"}, {"v6hw", ": rc = 0x"},
 };
 
+constexpr std::string_view missed_lookup = "lookup missed: ";
+
+/// The row of a command whose lines carry a return code, else null.
+const return_code *return_code_of(std::string_view command) {
+    const auto *row =
+        std::find_if(std::begin(return_codes), std::end(return_codes),
+                     [&](const return_code &code) { return code.command == command; });
+    return row == std::end(return_codes) ? nullptr : row;
+}
+
 }    // namespace
 
 const char *verdict_name(verdict value) {
@@ -72,12 +82,35 @@ const char *verdict_name(verdict value) {
 }
 
 reply_judge::reply_judge(std::string_view command)
-    : command_(command), checks_lookups_(command == "cklkuphw") {
+    : command_(command),
+      checks_lookups_(command == "cklkuphw"),
+      has_return_code_(return_code_of(command) != nullptr) {
+    expect(missed_lookup, false);
+    for (const telling_line &telling : telling_lines) {
+        expect(telling.text, telling.at_end);
+    }
     for (const counter_row &row : all_counters()) {
         if (has_counter(command, row)) {
             expected_.push_back(&row);
+            expect(row.line, row.label == nullptr);
         }
     }
+}
+
+/// A line that starts or ends with a text tells something.
+void reply_judge::expect(std::string_view text, bool at_end) {
+    if (text.empty()) {
+        telling_first_.set();
+    } else if (at_end) {
+        telling_last_.set(static_cast<uint8_t>(text.back()));
+    } else {
+        telling_first_.set(static_cast<uint8_t>(text.front()));
+    }
+}
+
+bool reply_judge::may_tell(std::string_view text) const {
+    return has_return_code_ || telling_first_[static_cast<uint8_t>(text.front())] ||
+           telling_last_[static_cast<uint8_t>(text.back())];
 }
 
 void reply_judge::piece(std::string_view text) {
@@ -101,7 +134,7 @@ void reply_judge::piece(std::string_view text) {
 }
 
 void reply_judge::line(std::string_view text) {
-    if (text.empty()) {
+    if (text.empty() || !may_tell(text)) {
         return;
     }
     judge_line(text);
@@ -118,7 +151,7 @@ void reply_judge::line(std::string_view text) {
 }
 
 void reply_judge::judge_line(std::string_view text) {
-    if (text.starts_with("lookup missed: ")) {
+    if (text.starts_with(missed_lookup)) {
         (text.ends_with("/0)") ? default_misses_ : other_misses_) += 1;
         if (!text.ends_with("/0)")) {
             raise(verdict::findings, text);
@@ -137,10 +170,8 @@ void reply_judge::judge_line(std::string_view text) {
 }
 
 void reply_judge::judge_return_code(std::string_view text) {
-    const auto *row =
-        std::find_if(std::begin(return_codes), std::end(return_codes),
-                     [&](const return_code &code) { return code.command == command_; });
-    if (row == std::end(return_codes)) {
+    const return_code *row = return_code_of(command_);
+    if (row == nullptr) {
         return;
     }
     const size_t place = text.find(row->label);

@@ -1,6 +1,7 @@
 // Reads a reply as it passes and says what it means: fine, inconsistencies found, or refused.
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -43,6 +44,8 @@ public:
     [[nodiscard]] int64_t unexplained_misses() const;
 
 private:
+    void expect(std::string_view text, bool at_end);
+    [[nodiscard]] bool may_tell(std::string_view text) const;
     void line(std::string_view text);
     void judge_line(std::string_view text);
     void judge_return_code(std::string_view text);
@@ -51,6 +54,10 @@ private:
 
     std::string command_;
     bool checks_lookups_;
+    bool has_return_code_;
+    // A long reply has a million lines that tell nothing: their ends show it.
+    std::bitset<256> telling_first_;
+    std::bitset<256> telling_last_;
     std::vector<const counter_row *> expected_;
     std::vector<counter_value> found_;
     std::string carry_;
