@@ -94,10 +94,9 @@ covered_positions inode_covered_positions(const tn *inode, uint32_t depth) {
     static constexpr uint64_t width[tbm_stride_bits] = {~uint64_t{0}, 0xffffffff, 0xffff,
                                                         0xff,         0xf,        0x3};
     covered_positions covered{};
-    const leaf_array *leaves = inode_leaves(inode);
-    const int count = usable_leaf_count(leaves);
-    for (int i = 0; i < count; ++i) {
-        const leaf *entry = leaves->la_leaves[i];
+    const leaf_slots slots = leaf_array_slots(inode_leaves(inode));
+    for (int i = 0; i < slots.count; ++i) {
+        const leaf *entry = slots.leaves[i];
         const uint32_t used = entry == nullptr ? tbm_stride_bits : entry->key_bits_used - depth;
         if (used < tbm_stride_bits) {
             const uint32_t free_bits = tbm_stride_bits - used;

@@ -44,7 +44,7 @@ struct leaf_place {
 /// where the other nodes have their children, and so neither counts nor is descended into.
 const leaf_array *own_leaves(const tn *node) {
     if (tn_is_end(node)) {
-        return node->in_lfarray;
+        return inode_leaves(node);
     }
     if (tn_is_intern(node)) {
         return nullptr;
@@ -63,11 +63,6 @@ void recording_line(const leaf *entry) {
     at = std::to_chars(at, std::end(line), tbm_key_vrf(entry->key)).ptr;
     memcpy(at, " #\n", sizeof " #\n");
     plu_debug_reply(line);
-}
-
-/// Children of a node as they are now; none when it has turned into a node of leaves.
-child_slots current_children(const tn *node) {
-    return tn_is_end(node) || tn_is_intern(node) ? child_slots{} : tn_child_slots(node);
 }
 
 /// True when what the node's type leads the walk to can be followed. A type that is none of the
@@ -145,7 +140,7 @@ void tree_statistics::visit(const tn *node, int depth, int hint_depth, const pat
         }
         return;
     }
-    if (tn_is_intern(node) || node->sn_charray == nullptr) {
+    if (tn_child_array(node) == nullptr) {
         return;
     }
     if (state >= counted_states) {
@@ -167,7 +162,7 @@ void tree_statistics::visit_children(const tn *node, int depth, int hint_depth,
     // A line may have waited for the client: what hangs here now is asked for anew at every slot.
     int position = -1;
     for (int slot = tn_child_slots(node).first; !stopped; ++slot) {
-        const child_slots children = current_children(node);
+        const child_slots children = tn_child_slots(node);
         if (slot >= children.end) {
             return;
         }
@@ -205,7 +200,8 @@ void tree_statistics::list_leaves(const leaf_array *array, const leaf_place &pla
     }
     for (int i = 0; i < leaf_count(array); ++i) {    // it may shrink while a line waits
         ++dumpable_leaves;
-        const leaf *entry = array->la_leaves == nullptr ? nullptr : array->la_leaves[i];
+        leaf *const *slots = current(array->la_leaves);
+        const leaf *entry = slots == nullptr ? nullptr : slots[i];
         if (entry == nullptr) {
             continue;
         }

@@ -83,9 +83,9 @@ void *Memory::carve(SizeClass &size_class, Pool pool, size_t bytes) {
             return nullptr;
         }
         size_class.slab_next = next_;
-        size_class.slab_end = next_ + slab_bytes;
+        size_class.slab_end = next_ + slab_bytes - class_step;    // a zero word ends the slab
         next_ += slab_bytes;
-        const auto blocks = static_cast<int64_t>(slab_bytes / bytes);
+        const auto blocks = static_cast<int64_t>((slab_bytes - class_step) / bytes);
         phu().pool_free[static_cast<size_t>(pool)] += blocks;
         if (static_cast<int>(pool) < phu_pools_with_record) {
             fixed().pool_record[static_cast<size_t>(pool)].size += static_cast<int32_t>(blocks);

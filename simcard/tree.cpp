@@ -15,7 +15,8 @@ constexpr size_t pointer_bytes(int count) {
 template <typename Record>
 constexpr Kind slots_of = std::is_same_v<Record, tn> ? Kind::child_slots : Kind::leaf_slots;
 
-/// Readers take no lock: what comes before is to be seen before what comes behind.
+/// Readers take no lock: what comes before is to be seen before what comes behind. Keeps the
+/// compiler from exchanging stores; x86 keeps their order.
 void in_order() {
     std::atomic_signal_fence(std::memory_order_seq_cst);
 }
@@ -204,6 +205,7 @@ tn *Tree::internal_for_insert(tn *node) {
     array->ta_inode_exists = 1;
     inode->tn_flags = static_cast<uint16_t>(node->tn_flags | TN_INTERN | tn_inode_flag);
     inode->key_type = node->key_type;
+    in_order();
     node->tn_flags |= tn_inode_flag;
     return inode;
 }
@@ -282,6 +284,9 @@ void Tree::become_end(tn *node) {
     node->in_lfarray = leaves;
     node->in_ibmap = bitmap;
     memory_.release(Kind::child_slots, array->ta_nodes, pointer_bytes(inode == nullptr ? 0 : 1));
+    if (inode != nullptr) {
+        inode->in_lfarray = nullptr;    // used again, the node is of another type for a moment
+    }
     memory_.release(Kind::node, inode);
     memory_.release(Kind::child_array, array);
 }

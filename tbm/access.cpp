@@ -37,7 +37,7 @@ tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key) {
 }
 
 tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride) {
-    const tree_array *array = search_node->sn_charray;
+    const tree_array *array = tn_child_array(search_node);
     if (stride < 6 || stride > 10 || array == nullptr || array->ta_nodes == nullptr) {
         return nullptr;
     }
@@ -54,17 +54,19 @@ tn *tn_inode(const tn *node) {
     if (tn_is_end(node)) {
         return const_cast<tn *>(node);
     }
-    if (!tn_is_search(node) || tn_inode_bit(node) == 0 || node->sn_charray == nullptr ||
-        node->sn_charray->ta_nodes == nullptr) {
+    if (!tn_is_search(node) || tn_inode_bit(node) == 0) {
         return nullptr;
     }
-    return node->sn_charray->ta_nodes[0];
+    const tree_array *array = tn_child_array(node);
+    tn **nodes = array == nullptr ? nullptr : current(array->ta_nodes);
+    return nodes == nullptr ? nullptr : nodes[0];
 }
 
 mask128 leaf_array_length_mask(const leaf_array *array) {
     mask128 mask{};
-    for (int i = 0; i < leaf_count(array); ++i) {
-        if (const leaf *entry = array->la_leaves[i]; entry != nullptr) {
+    const leaf_slots slots = leaf_array_slots(array);
+    for (int i = 0; i < slots.count; ++i) {
+        if (const leaf *entry = slots.leaves[i]; entry != nullptr) {
             mask_set_from_left(mask, (entry->key_bits_used - tbm_header_bits) & 0xff);
         }
     }

@@ -2,6 +2,7 @@
 // Pure functions of the records; none of them checks an address.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "platform/export.h"
@@ -95,10 +96,26 @@ inline const char *tn_type_name(const tn *node) {
     return tree_node_type[type > 3 ? 4 : type];
 }
 
+/// A field as it is now: the library may change it at any moment.
+template <typename Field>
+inline Field current(const Field &field) {
+    return *static_cast<const volatile Field *>(&field);
+}
+
+/// Child array of a search node; none for INTERN and END nodes, which keep their leaves in that
+/// place. The type is looked at after the pointer: a node that changes from the one to the other
+/// meanwhile has none.
+inline tree_array *tn_child_array(const tn *node) {
+    tree_array *array = current(node->sn_charray);
+    const uint32_t type = current(node->tn_flags) & tn_type_mask;
+    return type == TN_INTERN || type == TN_END ? nullptr : array;
+}
+
 /// Number of children of a search node, 0 without a child array. May be negative in a damaged
 /// record, as stored.
 inline int tn_child_count(const tn *node) {
-    return node->sn_charray == nullptr ? 0 : node->sn_charray->ta_nnodes;
+    const tree_array *array = tn_child_array(node);
+    return array == nullptr ? 0 : array->ta_nnodes;
 }
 
 /// All slots that a command may read of a search node's child array: an internal-node slot counts
@@ -119,12 +136,16 @@ struct child_slots {
     int end;
 };
 inline child_slots tn_child_slots(const tn *search_node) {
-    const tree_array *array = search_node->sn_charray;
-    if (array == nullptr || array->ta_nodes == nullptr) {
+    const tree_array *array = tn_child_array(search_node);
+    if (array == nullptr) {
         return {nullptr, 0, 0};
     }
     const int first = static_cast<int>(tn_inode_bit(search_node));
-    return {array->ta_nodes, first, first + array->ta_nnodes};
+    const int before = current(array->ta_nnodes);
+    tn **nodes = current(array->ta_nodes);
+    const int after = current(array->ta_nnodes);    // the slots hold the smaller number
+    return nodes == nullptr ? child_slots{}
+                            : child_slots{nodes, first, first + std::min(before, after)};
 }
 
 /// Address of the root slot of a key; null when the root table does not reach that far.
@@ -141,13 +162,35 @@ tn *tn_inode(const tn *node);
 /// Leaf array of an internal node; null for no node and for a node that is none (a search node
 /// keeps its children in that place).
 inline leaf_array *inode_leaves(const tn *inode) {
-    return inode != nullptr && (tn_is_intern(inode) || tn_is_end(inode)) ? inode->in_lfarray
-                                                                         : nullptr;
+    const auto holds_leaves = [inode] {
+        const uint32_t type = current(inode->tn_flags) & tn_type_mask;
+        return type == TN_INTERN || type == TN_END;
+    };
+    if (inode == nullptr || !holds_leaves()) {
+        return nullptr;
+    }
+    leaf_array *array = current(inode->in_lfarray);
+    return holds_leaves() ? array : nullptr;
 }
 
 /// Number of leaves of an array, 0 for none or a negative count.
 inline int leaf_count(const leaf_array *array) {
     return array == nullptr || array->la_nnodes < 0 ? 0 : array->la_nnodes;
+}
+
+/// Leaves that an array holds at one moment; none without slots.
+struct leaf_slots {
+    leaf *const *leaves;
+    int count;
+};
+inline leaf_slots leaf_array_slots(const leaf_array *array) {
+    if (array == nullptr) {
+        return {nullptr, 0};
+    }
+    const int before = current(array->la_nnodes);
+    leaf *const *leaves = current(array->la_leaves);
+    const int after = current(array->la_nnodes);
+    return {leaves, leaves == nullptr ? 0 : std::min(before, after)};
 }
 
 /// int_mask and ext_mask with position bmsf added: the mask the node's end node must carry.

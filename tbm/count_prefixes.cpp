@@ -74,7 +74,7 @@ void prefix_statistics::count_state(const tn *node, uint8_t state) {
 /// The leaves of an internal node must be announced by the node that it belongs to; a walk that
 /// starts at an internal node knows none.
 void prefix_statistics::count_inode(const tn *node, const tn *parent) {
-    const leaf_array *array = node->in_lfarray;
+    const leaf_array *array = inode_leaves(node);
     if (array == nullptr) {
         return;
     }
@@ -95,7 +95,7 @@ void prefix_statistics::count_inode(const tn *node, const tn *parent) {
 }
 
 void prefix_statistics::count_end(const tn *node) {
-    const leaf_array *array = node->in_lfarray;
+    const leaf_array *array = inode_leaves(node);
     if (array == nullptr) {
         ++end_without_leaves;
         return;

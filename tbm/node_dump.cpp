@@ -62,7 +62,10 @@ void print_hint_data(const tn *node) {
 }
 
 void print_child_indexes(const tn *node) {
-    const tree_array *array = node->sn_charray;
+    const tree_array *array = tn_child_array(node);
+    if (array == nullptr) {
+        return;
+    }
     plu_debug_printf("child array nodes: %d, inodes exists: %d children hw index:\n",
                      array->ta_nnodes, array->ta_inode_exists);
     if (array->ta_nnodes == 0) {
@@ -96,9 +99,7 @@ void print_children(const tn *node) {
     }
     plu_debug_printf("  sn_ebmap 0x%016lx\n", node->sn_ebmap);
     plu_debug_printf("hint_ebmap 0x%016lx\n", node->hint_ebmap);
-    if (node->sn_charray != nullptr) {
-        print_child_indexes(node);
-    }
+    print_child_indexes(node);
 }
 
 }    // namespace

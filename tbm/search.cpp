@@ -66,7 +66,7 @@ public:
             if (state != 0) {
                 verify(node, state);
             }
-            const uint64_t groups = search_node ? node->sn_ebmap : 0;
+            const uint64_t groups = tn_is_search(node) ? node->sn_ebmap : 0;
             if (!bit_set(groups, chunk_group(chunk_, stride_))) {
                 take_leaf(node);
                 return 0;

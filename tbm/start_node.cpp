@@ -112,8 +112,9 @@ private:
         return true;
     }
 
-    static bool leaves_readable(const tn *node) {
+    bool leaves_readable(const tn *node) {
         const leaf_array *array = inode_leaves(node);
+        nodes_ += leaf_count(array);
         for (int i = 0; i < leaf_count(array) && array->la_leaves != nullptr; ++i) {
             if (!operator_leaf_readable(array->la_leaves[i])) {
                 return false;

@@ -43,8 +43,7 @@ struct subtree_show {
 /// Lists the first child of each group with the internal leaf that covers the group.
 class child_lister {
 public:
-    explicit child_lister(const tn *node)
-        : node_(node), inode_(tn_inode(node)), shift_(tn_group_shift(node)) {
+    explicit child_lister(const tn *node) : node_(node), shift_(tn_group_shift(node)) {
         located_ = tn_locate_children(node, path_);
     }
 
@@ -55,7 +54,7 @@ public:
             return;
         }
         const tn *child = children.nodes[slot];
-        leaf **match = inode_longest_leaf(inode_, group / 2);
+        leaf **match = inode_longest_leaf(tn_inode(node_), group / 2);
         const leaf *covering = match == nullptr ? nullptr : *match;
         plu_debug_printf("child idx %02d (%02d) child_tn %p (%s), longest match for child tn: %s\n",
                          static_cast<int>(group), ordinal, static_cast<const void *>(child),
@@ -72,7 +71,6 @@ private:
     }
 
     const tn *node_;
-    const tn *inode_;
     uint32_t shift_;
     tn_path path_;
     bool located_;

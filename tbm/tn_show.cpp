@@ -22,7 +22,7 @@ void print_child(int index, const tn *child) {
     plu_debug_printf("  child%3d %p type:%6s hw_index 0x%08x inode:%d", index,
                      static_cast<const void *>(child), tn_type_name(child), child->hw_index,
                      static_cast<int>(tn_inode_bit(child)));
-    const tree_array *array = tn_is_search(child) ? child->sn_charray : nullptr;
+    const tree_array *array = tn_is_search(child) ? tn_child_array(child) : nullptr;
     if (array == nullptr) {
         plu_debug_printf("\n");
         return;
@@ -37,7 +37,10 @@ void print_children(const tree_array *array, bool all) {
                      inode_exists);
     const int shown =
         (all ? children : std::min(children, children_shown)) + (inode_exists != 0 ? 1 : 0);
-    for (int i = 0; array->ta_nodes != nullptr && i < shown; ++i) {
+    // Every line may wait for the client while the library changes the array.
+    for (int i = 0; i < shown && i < array->ta_nnodes + (array->ta_inode_exists != 0 ? 1 : 0) &&
+                    array->ta_nodes != nullptr;
+         ++i) {
         print_child(i, array->ta_nodes[i]);
     }
 }
@@ -57,7 +60,7 @@ void show_search_node(const tn *node, uint64_t options) {
     tn_hint_dump(node);
     plu_debug_printf("sn_ebmap   0x%016lx  (right most 1 => value 0) \n", node->sn_ebmap);
     plu_debug_printf("hint_ebmap 0x%016lx\n", node->hint_ebmap);
-    const tree_array *array = node->sn_charray;
+    const tree_array *array = tn_child_array(node);    // the node may be another by now
     if (reinterpret_cast<uintptr_t>(array) > reinterpret_cast<uintptr_t>(plu_shm_ctx)) {
         print_children(array, (options & TN_SHOW_ALL_CHILDREN) != 0);
     }
@@ -93,7 +96,7 @@ void tn_show_content(const tn *node, uint64_t options, bool leaves_only) {
                 }
                 plu_debug_printf("in_ibmap   0x%016lx  ((2^len-1) + val)\n", node->in_ibmap);
             }
-            show_leaves(node->in_lfarray);
+            show_leaves(inode_leaves(node));    // a search node by now has none
             break;
         default:
             plu_debug_printf("NODE: type %d\n", static_cast<int>(tn_type_of(node)));
