@@ -1,4 +1,5 @@
 """Whatever happens to the process, to other clients and to the client itself."""
+import json
 import signal
 import time
 import unittest
@@ -154,6 +155,15 @@ class ExitStatus(ClientTest):
                 ("tn", "invalid tn addr: 0x1")):
             with self.subTest(line):
                 self.assertEqual(self.reply(name, line), 1)
+
+    def test_bad_index_found_by_a_check_is_no_refusal(self):
+        for name, line, verdict in (
+                ("ckbank", "invalid bank id 50 or node id 3 found for hw index 0x1 tn 0x2", "findings"),
+                ("hwidxr", "invalid bank id 50", "refused")):
+            (self.folder / "reply").write_text(line + "\n")
+            self.start(f"{name}=file:{self.folder / 'reply'}")
+            output = self.client("--json", name, *(["1"] if name == "hwidxr" else []))[1]
+            self.assertEqual(json.loads(output)["verdict"], verdict)
 
     def test_healthy_replies_are_0(self):
         for name, lines in (

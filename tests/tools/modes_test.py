@@ -1,5 +1,6 @@
 """Machine output, files of commands, repetition, recordings: every mode says the same, and is valid."""
 import json
+import os
 import signal
 import subprocess
 import time
@@ -201,6 +202,14 @@ class Health(ClientTest):
         self.stop()
         self.assertEqual(self.client("metrics", target)[0], 3)
         self.assertIn("\nplu_debug_up 0\n", target.read_text())
+        (self.folder / "log").write_text("")
+        self.start("walk=slow:1:2000")
+        target.write_text("before\n")
+        running = subprocess.Popen([BIN / "plu_debug", "metrics", target], stderr=subprocess.DEVNULL)
+        self.wait_for_request("walk")
+        running.send_signal(signal.SIGINT)
+        self.assertEqual(running.wait(PATIENCE), 130)
+        self.assertEqual(target.read_text(), "before\n")
 
 
 class Recordings(ClientTest):
@@ -223,6 +232,21 @@ class Recordings(ClientTest):
         self.assertEqual(saved.read_text(), "before\n")
         self.assertEqual([path.name for path in self.folder.glob("saved*")], ["saved"])
         self.assertEqual(self.client("record", self.folder / "no" / "such")[0], 2)
+
+    def test_record_replaces_regular_files_alone(self):
+        (self.folder / "reply").write_text("\n".join(self.LINES) + "\n")
+        self.start(f"walk=file:{self.folder / 'reply'}")
+        (self.folder / "saved").write_text("before\n")
+        (self.folder / "link").symlink_to(self.folder / "saved")
+        self.assertEqual(self.client("record", self.folder / "link")[0], 0)
+        self.assertTrue((self.folder / "link").is_symlink())
+        self.assertEqual((self.folder / "saved").read_text().splitlines(), self.LINES)
+        os.mkfifo(self.folder / "pipe")
+        for name in ("pipe", "."):
+            status, _, errors = self.client("record", self.folder / name)
+            self.assertEqual(status, 2)
+            self.assertIn("it is no regular file", errors)
+        self.assertTrue((self.folder / "pipe").is_fifo())
 
     def diff(self, before, after):
         for name, lines in (("a", before), ("b", after)):

@@ -81,6 +81,9 @@ exit_status run_metrics(const std::vector<std::string> &words, const options &ch
     metric_families families;
     std::string message;
     const exit_status status = collect(families, chosen.limits, message);
+    if (status == status_interrupted) {
+        return status;    // nothing is known of the process: what the file says stays
+    }
     families.up.add("", status <= status_findings ? "1" : "0");
     if (!message.empty()) {
         notice(message);

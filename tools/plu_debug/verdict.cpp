@@ -161,6 +161,11 @@ void reply_judge::judge_line(std::string_view text) {
     if (checks_lookups_ && text.starts_with("ERR: both tt and me_exists are 0")) {
         return;    // the miss that it leads to is judged
     }
+    if (text.starts_with("invalid bank id ") &&
+        text.find(" or node id ") != std::string_view::npos) {
+        raise(verdict::findings, text);    // a node's, not the operator's
+        return;
+    }
     for (const telling_line &telling : telling_lines) {
         if (telling.at_end ? text.ends_with(telling.text) : text.starts_with(telling.text)) {
             raise(telling.meaning, text);

@@ -1,10 +1,12 @@
 #include "tools/plu_debug/whole_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace client {
@@ -16,15 +18,33 @@ std::string complaint(const std::string &name, int error) {
     return "cannot write '" + name + "': " + std::strerror(error);
 }
 
+/// The file that a name leads to: what is renamed onto a symbolic link would replace the link.
+std::string target_of(const std::string &name) {
+    char *resolved = realpath(name.c_str(), nullptr);
+    std::string target = resolved == nullptr ? name : resolved;
+    std::free(resolved);
+    return target;
+}
+
+/// A device, a pipe or a folder must not give way to a file.
+bool replaceable(const std::string &target) {
+    struct stat status {};
+    return stat(target.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
 }    // namespace
 
 whole_file::whole_file(const std::string &name, std::string &error)
-    : name_(name),
-      temporary_(name + ".new." + std::to_string(getpid())),
-      file_(open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, new_file_mode)),
+    : name_(target_of(name)),
+      temporary_(name_ + ".new." + std::to_string(getpid())),
+      file_(replaceable(name_)
+                ? open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, new_file_mode)
+                : -1),
       out_(file_.get()) {
     if (!file_.is_open()) {
-        error = complaint(name, errno);
+        const int reason = errno;
+        error = replaceable(name_) ? complaint(name, reason)
+                                   : "cannot write '" + name + "': it is no regular file";
         temporary_.clear();
     }
 }

@@ -10,7 +10,8 @@ namespace client {
 
 class whole_file {
 public:
-    /// Creates a temporary file beside `name`; `error` says why it cannot.
+    /// Creates a temporary file beside `name`, or beside what a symbolic link of that name leads
+    /// to; `error` says why it cannot. Only a regular file is ever replaced.
     whole_file(const std::string &name, std::string &error);
     /// Removes the temporary file unless it was put in place.
     ~whole_file();
