@@ -114,6 +114,12 @@ TEST_F(DirectCommands, MemoryCommandsKeepToTheSharedRange) {
     }
     // The end itself passes the range check; here nothing is mapped there.
     EXPECT_EQ(run(cmd_memr, end, 1), format("address 0x%lx is not readable\n", end));
+    for (const direct_command command : {cmd_memw8, cmd_memw32}) {
+        EXPECT_EQ(run(command, end, 1), format("address 0x%lx is not readable\n", end));
+        EXPECT_EQ(run(command, start, 0x5a),
+                  format("write 0x%0*x to 0x%lx\n", command == cmd_memw8 ? 2 : 8, 0x5a, start));
+        EXPECT_EQ(*reinterpret_cast<const uint8_t *>(start), 0x5a);
+    }
     EXPECT_EQ(run(cmd_memr, start, 4001), "read size > 4000, set a3 = 1 to bypass the check\n");
     EXPECT_EQ(captured_pieces([&] { cmd_memr(start, 4000, 0); }).size(),
               1U + 250 + 1000 + 4000 + 1);

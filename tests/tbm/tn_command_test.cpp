@@ -120,6 +120,12 @@ TEST_F(tn_test, InternEndAndOtherTypes) {
     EXPECT_EQ(tn_text(way.end), "NODE   LEAF addr: END\nNODE: type 2\n\n");
     way.end->tn_flags = 7;
     EXPECT_EQ(tn_text(way.end), "NODE    END addr: END\nNODE: type 7\n\n");
+    for (const int type :
+         {int{TN_INTERN}, int{TN_LEAF}, int{TN_END}, 7}) {    // of search nodes alone
+        way.end->tn_flags = static_cast<uint16_t>(type);
+        EXPECT_EQ(tn_text(way.end, 2 + 8), tn_text(way.end)) << type;
+        EXPECT_EQ(tn_text(way.end, 1).find(" parent: "), tn_text(way.end).find('\n')) << type;
+    }
 }
 
 TEST_F(tn_test, RefusesAddressesThatAreNoNodes) {
