@@ -4,7 +4,7 @@ import signal
 import time
 import unittest
 
-from fixture import PATIENCE, ClientTest
+from fixture import PATIENCE, ClientTest, summary
 
 
 class Channel(ClientTest):
@@ -133,8 +133,7 @@ class Channel(ClientTest):
 class ExitStatus(ClientTest):
     def reply(self, name, *lines):
         """Status of a command whose reply is these lines."""
-        (self.folder / "reply").write_text("\n".join(lines) + "\n")
-        self.start(f"{name}=file:{self.folder / 'reply'}")
+        self.start(*self.answering(**{name: list(lines)}))
         words = {"addv4": ["10.0.0.0/8"], "regr32": ["1"], "tn": ["1"], "v4": ["1", "2"]}
         status = self.client(name, *words.get(name, []))[0]
         self.stop()
@@ -152,6 +151,8 @@ class ExitStatus(ClientTest):
                 ("regr32", "0x00000000 (offset:0x1, npu:0, rc:0x10)"),
                 ("dump", "plu shm ctx not ready"),
                 ("walk", "NULL tbm_handle"),
+                ("cntpfx", "h_eq_int_n_ext 5 h_neq_int_n_ext 1 ext 5"),
+                ("hwidxwalk", "non zero en node: 1"),
                 ("tn", "invalid tn addr: 0x1")):
             with self.subTest(line):
                 self.assertEqual(self.reply(name, line), 1)
@@ -160,8 +161,7 @@ class ExitStatus(ClientTest):
         for name, line, verdict in (
                 ("ckbank", "invalid bank id 50 or node id 3 found for hw index 0x1 tn 0x2", "findings"),
                 ("hwidxr", "invalid bank id 50", "refused")):
-            (self.folder / "reply").write_text(line + "\n")
-            self.start(f"{name}=file:{self.folder / 'reply'}")
+            self.start(*self.answering(**{name: [line]}))
             output = self.client("--json", name, *(["1"] if name == "hwidxr" else []))[1]
             self.assertEqual(json.loads(output)["verdict"], verdict)
 
@@ -175,6 +175,16 @@ class ExitStatus(ClientTest):
                 ("addv4", ["plu_add_entry with pfx 0x0A000000 10.0.0.0/8, vrf 0, rc 0x0"])):
             with self.subTest(name):
                 self.assertEqual(self.reply(name, *lines), 0)
+
+    def test_check_without_its_summary_is_no_clean_check(self):
+        for name, lines in (("ckbmsf", summary("ckbmsf")[:-1]), ("cklkuphw", [])):
+            (self.folder / "reply").write_text("\n".join(lines) + "\n")
+            self.start(f"{name}=file:{self.folder / 'reply'}")
+            status, _, errors = self.client(name)
+            self.assertEqual((status, errors), (1, "plu_debug: the reply lacks the check's summary\n"))
+            status, output, _ = self.client("health")
+            self.assertEqual(status, 1)
+            self.assertRegex(output, name + " +findings .* the reply lacks the check's summary")
 
     def test_prefix_answered_by_a_shorter_one_is_a_finding(self):
         self.assertEqual(self.reply("cklkup", "  total        prefix:      10",

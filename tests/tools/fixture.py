@@ -1,13 +1,26 @@
 """Starts the fake process and runs the client against it, as a user would."""
 import os
 import pathlib
+import re
 import subprocess
 import tempfile
 import time
 import unittest
 
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 BIN = pathlib.Path(os.environ["PLU_BIN"])
 PATIENCE = 60
+CHECKS = ["ckbank", "ckbmsf", "ckhmask", "ckparbl", "cklkup", "cklkuphw"]
+# (command, counter, start of its line, label) of every row of the client's table
+COUNTERS = re.findall(r'^    \{"(\w+)",\s*"(\w+)",\s*(?:"([^"]*)"|\w+),\s*(?:"([^"]*)"|nullptr)',
+                      (ROOT / "tools/plu_debug/counters.cpp").read_text(), re.MULTILINE)
+
+
+def summary(check):
+    """The lines that end the reply of a check that looked at nothing."""
+    names = CHECKS[:-1] if check == "ckall" else [check]
+    return [line + ("" if line.endswith(label) else label) + "0"
+            for command, _, line, label in COUNTERS if command in names]
 
 
 class ClientTest(unittest.TestCase):
@@ -26,10 +39,19 @@ class ClientTest(unittest.TestCase):
     def start(self, *rules):
         """Starts the fake process, after ending an earlier one; rules are NAME=BEHAVIOUR."""
         self.stop()
-        self.process = subprocess.Popen([BIN / "fake_plu", self.folder / "log", *rules],
+        named = {rule.split("=")[0] for rule in rules}
+        checks = self.answering(**{name: [] for name in CHECKS + ["ckall"] if name not in named})
+        self.process = subprocess.Popen([BIN / "fake_plu", self.folder / "log", *rules, *checks],
                                         stdout=subprocess.PIPE)
         self.addCleanup(self.stop)
         self.assertEqual(self.process.stdout.readline(), b"ready\n")
+
+    def answering(self, **replies):
+        """Rules that answer the named commands with these lines; checks have their summary before."""
+        for name, lines in replies.items():
+            lines = (summary(name) if name in CHECKS + ["ckall"] else []) + lines
+            (self.folder / name).write_text("".join(line + "\n" for line in lines))
+        return [f"{name}=file:{self.folder / name}" for name in replies]
 
     def stop(self):
         if self.process:
@@ -52,10 +74,9 @@ class ClientTest(unittest.TestCase):
                               timeout=PATIENCE, check=False, stdin=subprocess.DEVNULL, **options)
         return done.returncode, done.stdout, done.stderr
 
-    def client_running(self, *words):
-        """Starts the client and returns once its first output is there."""
-        running = subprocess.Popen([BIN / "plu_debug", *words], stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    def client_running(self, *words, stdin=subprocess.DEVNULL):
+        """Starts the client; it is killed at the end of the test."""
+        running = subprocess.Popen([BIN / "plu_debug", *words], stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.addCleanup(running.stdout.close)
         self.addCleanup(running.stderr.close)
         self.addCleanup(running.wait)

@@ -6,12 +6,11 @@ import subprocess
 import time
 import unittest
 
-from fixture import BIN, PATIENCE, ClientTest
+from fixture import BIN, CHECKS, PATIENCE, ClientTest
 
 ALL = """dump ckall walk rootsn banksum bankbitmap hwidxr hwidxwalk hwdis regr32 regw32 memr memw8 memw32
 v4 v4hw cklkupv4 v6 v6hw cklkupv6 addv4 delv4 addv6 delv6 tn tnwalk tnbl cntpfx setbmsf ckbmsf ckbank
 ckhmask cklkup cklkuphw ckparbl showla""".split()
-CHECKS = ["ckbank", "ckbmsf", "ckhmask", "ckparbl", "cklkup", "cklkuphw"]
 
 
 class Json(ClientTest):
@@ -29,15 +28,19 @@ class Json(ClientTest):
                 document = self.document(name, 1, 2, 3)
                 self.assertEqual(document["command"], name)
                 self.assertEqual(document["arguments"], ["0x1", "0x2", "0x3"])
-                self.assertEqual(document["lines"], [f"{name} 0x1 0x2 0x3"])
+                if name not in CHECKS + ["ckall"]:
+                    self.assertEqual(document["lines"], [f"{name} 0x1 0x2 0x3"])
                 self.assertEqual((document["verdict"], document["outcome"]), ("ok", "done"))
 
     def test_counters_are_numbers_and_decide_the_verdict(self):
         (self.folder / "reply").write_text("\nResults of checking bmsf:\n  total tn nodes:       12345\n"
+                                           "  bmsf match non zero:    -3\n  bmsf match  zero:  4294967296\n"
                                            "  bmsf MISMATCH:              2\n")
         self.start(f"ckbmsf=file:{self.folder / 'reply'}")
         document = self.document("ckbmsf")
-        self.assertEqual(document["counters"], {"total_tn_nodes": 12345, "bmsf_mismatch": 2})
+        self.assertEqual(document["counters"],
+                         {"total_tn_nodes": 12345, "bmsf_match_non_zero": -3,
+                          "bmsf_match_zero": 4294967296, "bmsf_mismatch": 2})
         self.assertEqual((document["verdict"], document["exit_status"]), ("findings", 1))
 
     def test_odd_bytes_stay_valid(self):
@@ -58,6 +61,48 @@ class Json(ClientTest):
         silent = self.document("-t", "0.3", "walk")
         self.assertEqual((silent["outcome"], silent["lines"], silent["verdict"]),
                          ("no_answer", [], "incomplete"))
+
+    def test_wrong_options_give_a_document(self):
+        for words in (["--bogus", "dump"], ["-t", "soon"], ["-r", "2", "-f", "-"], ["-f", "x", "dump"]):
+            document = self.document(*words)
+            self.assertEqual((document["outcome"], document["exit_status"]), ("not_sent", 2))
+            self.assertNotEqual(document["message"], "")
+
+    def test_the_client_s_own_commands_give_a_document(self):
+        lines = ["A U4 10.0.0.0/8 0 #", "A U6 2001:db8::/32 5 #"]
+        self.start(*self.answering(walk=lines))
+        saved, old = self.folder / "saved", self.folder / "old"
+        old.write_text(lines[0] + "\n")
+        for words, status, counters, first in (
+                (["help", "v4"], 0, {}, "v4: "), (["--help"], 0, {}, "usage"), (["version"], 0, {}, "plu_debug "),
+                (["record", saved], 0, {"prefixes": 2}, None), (["record", "-"], 0, {"prefixes": 2}, lines[0]),
+                (["diff", old, saved], 1, {"added": 1, "removed": 0, "bad_lines": 0}, "+ U6 2001:db8::/32 5"),
+                (["metrics", "-"], 1, {}, "# HELP plu_debug_up"), (["banks", "--svg"], 1, {}, None),
+                (["help", "nonsense"], 2, {}, None), (["record", self.folder / "no" / "such"], 2, {}, None),
+                (["diff", old, self.folder], 2, {}, None), (["tree", "x", "--dot"], 2, {}, None)):
+            with self.subTest(words):
+                document = self.document(*words)
+                self.assertEqual((document["exit_status"], document["counters"]), (status, counters))
+                self.assertEqual(document["verdict"], {0: "ok", 1: "findings", 2: "incomplete"}[status])
+                self.assertTrue("".join(document["lines"][:1]).startswith(first or ""))
+
+    def test_an_interrupt_while_a_line_is_awaited_ends_the_array(self):
+        self.start()
+        os.mkfifo(self.folder / "pipe")
+        for options in ([], ["-f", str(self.folder / "pipe")]):
+            with self.subTest(options):
+                running = self.client_running("-j", *options, stdin=None if options else subprocess.PIPE)
+                feed = open(self.folder / "pipe", "wb", buffering=0) if options else running.stdin
+                feed.write(b"dump\n")
+                feed.flush()
+                text = b""
+                while not text.endswith(b"}\n"):    # whole before the next line is there
+                    text += running.stdout.readline()
+                running.send_signal(signal.SIGINT)
+                text += running.stdout.read()
+                self.assertEqual(running.wait(PATIENCE), 130)
+                feed.close()
+                self.assertEqual([one["outcome"] for one in json.loads(text)], ["done", "interrupted"])
 
     def test_interrupted_reply_is_a_document(self):
         self.start("walk=slow:1:2000")
@@ -133,6 +178,7 @@ class Scripts(ClientTest):
         status, output, _ = self.client("-r", "3", "-i", "0.1", "dump")
         self.assertEqual((status, output.count("== ")), (0, 3))
         self.assertGreater(time.monotonic() - started, 0.9)
+        self.assertEqual(self.client("-r", "1", "dump")[1].count("== "), 1)
 
     def test_interrupt_ends_a_repetition(self):
         self.start()
@@ -151,12 +197,6 @@ class Scripts(ClientTest):
 
 
 class Health(ClientTest):
-    def rules(self, **replies):
-        """Rules that answer the named commands with these lines."""
-        for name, lines in replies.items():
-            (self.folder / name).write_text("\n".join(lines) + "\n")
-        return [f"{name}=file:{self.folder / name}" for name in replies]
-
     def test_one_line_a_check(self):
         self.start()
         status, output, _ = self.client("health")
@@ -165,7 +205,7 @@ class Health(ClientTest):
                          [[name, "ok"] for name in CHECKS + ["health"]])
 
     def test_finding_names_the_counters_that_speak_against_the_card(self):
-        self.start(*self.rules(ckbmsf=["  bmsf MISMATCH:              2"]))
+        self.start(*self.answering(ckbmsf=["  bmsf MISMATCH:              2"]))
         status, output, _ = self.client("health")
         self.assertEqual(status, 1)
         self.assertRegex(output, r"ckbmsf +findings .* bmsf_mismatch=2\n")
@@ -176,9 +216,9 @@ class Health(ClientTest):
         lookup += ["  total        prefix:      100", "  prefix        match:       78",
                    "  prefix     no match:       22"]
         defaults = [f"A U4 0.0.0.0/0 {vrf} #" for vrf in range(22)]
-        self.start(*self.rules(cklkup=lookup, walk=defaults + ["A U4 10.0.0.0/8 0 #"]))
+        self.start(*self.answering(cklkup=lookup, walk=defaults + ["A U4 10.0.0.0/8 0 #"]))
         self.assertEqual(self.client("health")[0], 0)
-        self.start(*self.rules(cklkup=lookup, walk=defaults[1:] + ["A U4 10.0.0.0/8 0 #"]))
+        self.start(*self.answering(cklkup=lookup, walk=defaults[1:] + ["A U4 10.0.0.0/8 0 #"]))
         status, output, _ = self.client("health")
         self.assertEqual(status, 1)
         self.assertIn("prefix_no_match=22 with 21 default routes", output)
@@ -190,7 +230,7 @@ class Health(ClientTest):
         self.assertRegex(output, r"ckhmask +incomplete .*ended")
 
     def test_metrics_are_whole_or_say_that_the_process_is_not_up(self):
-        self.start(*self.rules(ckparbl=["  INVALID par bl:           3"]))
+        self.start(*self.answering(ckparbl=["  INVALID par bl:           3"]))
         target = self.folder / "plu.prom"
         self.assertEqual(self.client("metrics", target)[0], 1)
         text = target.read_text()
@@ -199,6 +239,11 @@ class Health(ClientTest):
         self.assertIn('\nplu_counter{command="ckparbl",counter="invalid_par_bl"} 3\n', text)
         for line in text.splitlines():
             self.assertRegex(line, r'^(# (HELP|TYPE) \w+ .+|\w+(\{\w+="\w+"(,\w+="\w+")*\})? [0-9.]+)$')
+        self.start(*self.answering(cklkuphw=["failed to load phu functions"]))
+        self.assertEqual(self.client("metrics", target)[0], 1)
+        self.assertIn("\nplu_debug_up 0\n", target.read_text())
+        self.assertNotIn('check="cklkuphw"', target.read_text())
+        self.assertRegex(self.client("health")[1], r"cklkuphw +refused .*\nhealth +refused\n$")
         self.stop()
         self.assertEqual(self.client("metrics", target)[0], 3)
         self.assertIn("\nplu_debug_up 0\n", target.read_text())

@@ -1,22 +1,12 @@
 """The client's own knowledge held against the real process: its commands, its help, its summaries."""
 import json
 import os
-import pathlib
 import re
 import shutil
 import subprocess
 import unittest
 
-from fixture import BIN, ClientTest
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-
-
-def counters_of_source():
-    """(command, counter) of every row of the client's table."""
-    text = (ROOT / "tools/plu_debug/counters.cpp").read_text()
-    return re.findall(r'^    \{"(\w+)",\s+"(\w+)"', text, re.MULTILINE)
-
+from fixture import BIN, COUNTERS, ROOT, ClientTest
 
 class RealProcess(ClientTest):
     def setUp(self):
@@ -38,16 +28,16 @@ class RealProcess(ClientTest):
             self.assertEqual(own, "  the process says: " + text)
 
     def test_every_counter_is_found_in_a_real_summary(self):
-        for command in {command for command, _ in counters_of_source()}:
+        for command in {row[0] for row in COUNTERS}:
             with self.subTest(command):
-                expected = {key for other, key in counters_of_source() if other == command}
+                expected = {key for other, key, _, _ in COUNTERS if other == command}
                 status, output, _ = self.client("--json", command)
                 document = json.loads(output)
                 self.assertEqual((status, document["verdict"]), (0, "ok"))
                 self.assertEqual(set(document["counters"]), expected)
 
     def test_ckall_has_the_counters_of_its_checks(self):
-        expected = {key for command, key in counters_of_source()
+        expected = {key for command, key, _, _ in COUNTERS
                     if command in ("ckbank", "ckbmsf", "ckhmask", "ckparbl", "cklkup")}
         self.assertEqual(set(json.loads(self.client("-j", "ckall")[1])["counters"]), expected)
 

@@ -67,6 +67,11 @@ std::string argument_parser::take_number(std::string_view word, uint64_t number)
     if (prefix_ || !used_.empty() || count_ == 3) {
         return quote(word) + " is one number too many" + usage();
     }
+    const number_slot &slot = row_.numbers.at(static_cast<size_t>(count_));
+    const std::string wrong = misfit(slot, number);
+    if (!wrong.empty()) {
+        return quote(word) + " is too large for " + slot.name + ": " + wrong;
+    }
     numbers_.at(static_cast<size_t>(count_++)) = number;
     return {};
 }
@@ -116,7 +121,7 @@ std::string argument_parser::take_keyword(const keyword &key, const std::string 
                std::to_string(key.max);
     }
     for (const keyword *other : used_) {
-        if (other == &key || (other->slot == key.slot && (other->alone || key.alone))) {
+        if (other == &key || !go_together(*other, key)) {
             return quote(key.name) + (other == &key
                                           ? " is there twice"
                                           : " and " + quote(other->name) + " exclude each other");
@@ -139,7 +144,12 @@ std::string argument_parser::unknown_word(std::string_view word) const {
     for (const keyword &key : row_.keywords) {
         candidates.emplace_back(key.name);
     }
-    return quote(word) + " does not fit" + did_you_mean(word, candidates) + usage();
+    std::string hint = did_you_mean(word, candidates);
+    if (hint.empty() && !word.empty() &&
+        word.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos) {
+        hint = "; hexadecimal numbers begin with 0x";
+    }
+    return quote(word) + " does not fit" + hint + usage();
 }
 
 std::string argument_parser::check_complete() const {
@@ -148,7 +158,7 @@ std::string argument_parser::check_complete() const {
     }
     const bool wants_prefix = row_.prefix != family::none && count_ == 0;
     return std::string(row_.name) + ": " +
-           (wants_prefix ? "PREFIX" : row_.numbers.at(static_cast<size_t>(count_))) +
+           (wants_prefix ? "PREFIX" : row_.numbers.at(static_cast<size_t>(count_)).name) +
            " is missing" + usage();
 }
 
@@ -212,8 +222,13 @@ parsed_command parse_command(const std::vector<std::string> &words, bool raw) {
         for (const local_command &row : local_commands()) {
             names.emplace_back(row.name);
         }
-        result.error = quote(words[0]) + " is no command" + did_you_mean(words[0], names) +
-                       "; 'plu_debug help' lists them";
+        std::string unused;
+        const family kind = parse_prefix(words[0], unused).kind;
+        const std::string hint = kind == family::none
+                                     ? did_you_mean(words[0], names)
+                                     : std::string("; did you mean '") +
+                                           (kind == family::v4 ? "v4 " : "v6 ") + words[0] + "'?";
+        result.error = quote(words[0]) + " is no command" + hint + "; 'plu_debug help' lists them";
         return result;
     }
     argument_parser parser(*result.row);

@@ -12,6 +12,16 @@ namespace client {
 
 enum class family { none, v4, v6 };
 
+/// A plain number: what it means, and what the process has room for.
+struct number_slot {
+    const char *name = nullptr;    // null when unused
+    uint64_t max = UINT64_MAX;
+    uint64_t length_max = 0;    // when set, the number is 1000 times one of at most `max`, plus a
+                                // length of at most this
+};
+
+enum class company { any, other_slots, nobody };
+
 /// A word behind a command, and what it adds to the request's numbers.
 struct keyword {
     const char *name;
@@ -19,18 +29,18 @@ struct keyword {
     uint64_t weight;        // added to the slot: times the value, or as it is for a bare word
     uint64_t max;           // the largest value
     int slot;               // 0 for a1, 1 for a2, 2 for a3
-    bool alone;             // no other word may share its slot
+    company with;           // the other words that it goes with
     bool sets_a3;           // also makes a3 1
     const char *meaning;    // a few words for people
 };
 
 struct command {
     const char *name;
-    const char *help;                       // as the process lists it
-    const char *meaning;                    // one line for people
-    family prefix;                          // a prefix may stand in place of the numbers
-    int required;                           // how many numbers it needs at least
-    std::array<const char *, 3> numbers;    // what a1, a2, a3 mean; null when unused
+    const char *help;                      // as the process lists it
+    const char *meaning;                   // one line for people
+    family prefix;                         // a prefix may stand in place of the numbers
+    int required;                          // how many numbers it needs at least
+    std::array<number_slot, 3> numbers;    // a1, a2, a3
     std::span<const keyword> keywords;
     bool changes_state;
 };
@@ -46,6 +56,12 @@ std::string natural_form(const command &row);
 
 /// "ADDRESS 1000*DETAIL+LENGTH VRF": the plain numbers; empty when they are no other form.
 std::string number_form(const command &row);
+
+/// What is wrong with a number for a slot, such as "beyond 0xff"; empty when it fits.
+std::string misfit(const number_slot &slot, uint64_t number);
+
+/// True when the two may stand in one command.
+bool go_together(const keyword &a, const keyword &b);
 
 bool same_word(std::string_view a, std::string_view b);
 

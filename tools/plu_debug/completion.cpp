@@ -116,7 +116,7 @@ given_words::given_words(const command &row, std::span<const std::string> words)
 bool given_words::may_follow(const keyword &key) const {
     return static_cast<size_t>(key.slot) >= numbers_ &&
            std::none_of(used_.begin(), used_.end(), [&](const keyword *other) {
-               return other == &key || (other->slot == key.slot && (other->alone || key.alone));
+               return other == &key || !go_together(*other, key);
            });
 }
 
@@ -134,9 +134,9 @@ void given_words::gather_plain(gatherer &found) const {
     const bool named =
         std::any_of(row_.keywords.begin(), row_.keywords.end(),
                     [&](const keyword &key) { return static_cast<size_t>(key.slot) == numbers_; });
-    if (numbers_ < row_.numbers.size() && row_.numbers.at(numbers_) != nullptr &&
+    if (numbers_ < row_.numbers.size() && row_.numbers.at(numbers_).name != nullptr &&
         (numbers_ < static_cast<size_t>(row_.required) || !named)) {
-        found.value(row_.numbers.at(numbers_), number_meaning);
+        found.value(row_.numbers.at(numbers_).name, number_meaning);
     }
 }
 

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <functional>
 
+#include "tools/plu_debug/json_envelope.h"
 #include "tools/plu_debug/json_reply.h"
 #include "tools/plu_debug/stopwatch.h"
 
@@ -40,29 +42,26 @@ std::string bad_counters(const reply_judge &judge) {
     return text;
 }
 
-std::string finding_of(const quiet_result &run) {
-    if (run.exchange.kind != outcome::done) {
-        return run.exchange.message;
-    }
+// What speaks against it: the bad counters, or the first telling line.
+ending judged(const quiet_result &run) {
+    ending how = ending_of(run.exchange, run.judge);
     const std::string counters = bad_counters(run.judge);
-    return counters.empty() ? run.judge.reason() : counters;
+    if (run.exchange.kind == outcome::done && !counters.empty()) {
+        how.message = counters;
+    }
+    return how;
 }
 
-const char *state_of(const check_result &check) {
-    if (check.run.exchange.kind != outcome::done) {
-        return "incomplete";
-    }
-    return check.clean                                    ? "ok"
-           : check.run.judge.result() == verdict::refused ? "refused"
-                                                          : "findings";
+ending findings(const std::string &message) {
+    return {status_findings, verdict_name(verdict::findings), outcome_name(outcome::done), message};
 }
 
 void write_text(const check_result &check, output &out) {
     std::array<char, 64> head{};
-    std::snprintf(head.data(), head.size(), "%-10s %-10s %8.3f s", check.name, state_of(check),
+    std::snprintf(head.data(), head.size(), "%-10s %-10s %8.3f s", check.name, check.how.verdict,
                   check.run.seconds);
     out.write(head.data());
-    out.write(check.finding.empty() ? "" : "  " + check.finding);
+    out.write(check.how.message.empty() ? "" : "  " + check.how.message);
     out.write("\n");
     out.flush();
 }
@@ -70,22 +69,29 @@ void write_text(const check_result &check, output &out) {
 void write_json(const check_result &check, json_writer &json) {
     json.begin('{');
     json.text_member("check", check.name);
-    json.text_member("verdict", state_of(check));
-    json.text_member("finding", check.finding);
+    json.text_member("verdict", check.how.verdict);
+    json.text_member("finding", check.how.message);
     write_counters(check.run.judge, json);
     json.seconds_member("seconds", check.run.seconds);
     json.end('}');
+    json.out().flush();
 }
 
-exit_status status_of_check(const check_result &check) {
-    if (check.run.exchange.kind != outcome::done) {
-        return status_of(check.run.exchange.kind);
+// Runs every check and returns how the worst of them ended; what ends one in the middle ends the
+// others too.
+ending run_all(const time_limits &limits, const std::function<void(const check_result &)> &show) {
+    ending worst;
+    for (const char *name : health_checks()) {
+        const check_result check = run_check(name, limits);
+        show(check);
+        if (check.how.status > worst.status || refused(check.run)) {
+            worst = check.how;
+        }
+        if (check.how.status > status_findings) {
+            break;
+        }
     }
-    return check.clean ? status_done : status_findings;
-}
-
-const char *overall(exit_status status) {
-    return status == status_done ? "ok" : status == status_findings ? "findings" : "incomplete";
+    return worst;
 }
 
 }    // namespace
@@ -97,55 +103,39 @@ const std::vector<const char *> &health_checks() {
 }
 
 check_result run_check(const char *name, const time_limits &limits) {
-    check_result check{name, run_quietly(name, 0, limits), false, {}};
-    check.clean = check.run.status() == status_done;
-    if (check.clean && check.run.judge.unexplained_misses() > 0) {
+    check_result check{name, run_quietly(name, 0, limits), {}};
+    check.how = judged(check.run);
+    if (check.how.status == status_done && check.run.judge.unexplained_misses() > 0) {
         const int64_t missed = counter_of(check.run.judge, "prefix_no_match");
         const int64_t defaults = count_default_routes(limits);
-        check.clean = missed <= defaults;
-        if (!check.clean) {
-            check.finding = "prefix_no_match=" + std::to_string(missed) + " with " +
-                            std::to_string(defaults) + " default routes";
+        if (missed > defaults) {
+            check.how = findings("prefix_no_match=" + std::to_string(missed) + " with " +
+                                 std::to_string(defaults) + " default routes");
         }
-    } else if (!check.clean) {
-        check.finding = finding_of(check.run);
     }
     return check;
 }
 
-exit_status run_health(const std::vector<std::string> & /*words*/, const options &chosen,
-                       json_writer &json) {
+ending run_health(const std::vector<std::string> & /*words*/, const options &chosen,
+                  local_report &report) {
+    ending how =
+        run_all(chosen.limits, [&](const check_result &check) { write_text(check, report.out); });
+    report.out.write(std::string("health     ") + how.verdict + '\n');
+    how.message.clear();    // its line has said it
+    return how;
+}
+
+exit_status run_health_as_json(const std::vector<std::string> &words, const options &chosen,
+                               json_writer &json) {
     const stopwatch watch;
-    if (chosen.json) {
-        json.begin('{');
-        json.text_member("command", "health");
-        json.text_member("time", utc_now());
-        json.key("checks");
-        json.begin('[');
-    }
-    exit_status status = status_done;
-    for (const char *name : health_checks()) {
-        const check_result check = run_check(name, chosen.limits);
-        if (chosen.json) {
-            write_json(check, json);
-        } else {
-            write_text(check, json.out());
-        }
-        status = std::max(status, status_of_check(check));
-        if (status > status_findings) {
-            break;    // what ended this one ends the others too
-        }
-    }
-    if (chosen.json) {
-        json.end(']');
-        json.text_member("verdict", overall(status));
-        json.seconds_member("seconds", watch.seconds());
-        json.number_member("exit_status", status);
-        json.end('}');
-    } else {
-        json.out().write(std::string("health     ") + overall(status) + '\n');
-    }
-    return status;
+    begin_envelope(words, json);
+    json.key("checks");
+    json.begin('[');
+    const ending how =
+        run_all(chosen.limits, [&](const check_result &check) { write_json(check, json); });
+    json.end(']');
+    end_envelope(watch, how, json);
+    return how.status;
 }
 
 }    // namespace client

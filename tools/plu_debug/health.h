@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/plu_debug/ending.h"
 #include "tools/plu_debug/json.h"
+#include "tools/plu_debug/local_report.h"
 #include "tools/plu_debug/options.h"
 #include "tools/plu_debug/quiet_run.h"
 
@@ -13,8 +15,7 @@ namespace client {
 struct check_result {
     const char *name;
     quiet_result run;
-    bool clean;
-    std::string finding;    // what speaks against it: the bad counters, or the first telling line
+    ending how;    // its message names what speaks against the card
 };
 
 /// Runs one check. Misses that a lookup check does not show are held against the number of default
@@ -25,7 +26,9 @@ check_result run_check(const char *name, const time_limits &limits);
 const std::vector<const char *> &health_checks();
 
 /// plu_debug health: one line a check, or one JSON object.
-exit_status run_health(const std::vector<std::string> &words, const options &chosen,
-                       json_writer &json);
+ending run_health(const std::vector<std::string> &words, const options &chosen,
+                  local_report &report);
+exit_status run_health_as_json(const std::vector<std::string> &words, const options &chosen,
+                               json_writer &json);
 
 }    // namespace client

@@ -13,6 +13,7 @@ namespace {
 
 constexpr size_t name_column = 14;
 constexpr size_t option_column = 22;
+constexpr size_t local_column = 24;
 
 std::string padded(std::string text, size_t width) {
     text.resize(std::max(text.size() + 1, width), ' ');
@@ -43,7 +44,7 @@ std::string command_lines() {
 std::string local_lines() {
     std::string text;
     for (const local_command &row : local_commands()) {
-        text += "  " + padded(row.name + (" " + std::string(row.form)), option_column) +
+        text += "  " + padded(row.name + (" " + std::string(row.form)), local_column) +
                 row.meaning + '\n';
     }
     return text;
@@ -122,29 +123,35 @@ std::string command_help(std::string_view name) {
 }
 
 std::string local_help(const local_command &row) {
-    return std::string(row.name) + ' ' + row.form + ": " + row.meaning + '\n';
+    const std::string form = row.form;
+    return row.name + (form.empty() ? "" : ' ' + form) + ": " + row.meaning + '\n';
 }
 
 }    // namespace
 
-exit_status run_help(const std::vector<std::string> &words, const options &chosen,
-                     json_writer &json) {
+ending run_help(const std::vector<std::string> &words, const options &chosen,
+                local_report &report) {
     if (words.size() < 2) {
-        json.out().write(chosen.interactive ? shell_help_text() : help_text());
-        return status_done;
+        report.out.write(chosen.interactive ? shell_help_text() : help_text());
+        return {};
     }
     if (chosen.interactive && is_shell_word(words[1])) {
-        json.out().write(shell_lines());
-        return status_done;
+        report.out.write(shell_lines());
+        return {};
     }
     const local_command *local = find_local_command(words[1]);
     const std::string text = local != nullptr ? local_help(*local) : command_help(words[1]);
     if (text.empty()) {
-        notice(parse_command({words[1]}).error);
-        return status_usage;
+        return wrong_usage(parse_command({words[1]}).error);
     }
-    json.out().write(text);
-    return status_done;
+    report.out.write(text);
+    return {};
+}
+
+ending run_version(const std::vector<std::string> & /*words*/, const options & /*chosen*/,
+                   local_report &report) {
+    report.out.write("plu_debug " PLU_VERSION "\n");
+    return {};
 }
 
 }    // namespace client

@@ -3,6 +3,7 @@
 
 #include "tools/plu_debug/arguments.h"
 #include "tools/plu_debug/json.h"
+#include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/options.h"
 #include "tools/plu_debug/verdict.h"
 
@@ -12,9 +13,9 @@ namespace client {
 exit_status run_as_json(const parsed_command &command, const std::vector<std::string> &words,
                         const options &chosen, json_writer &json);
 
-/// The same object for words that were never sent.
-void write_unsent(const std::vector<std::string> &words, const std::string &message,
-                  json_writer &json);
+/// The same for a command of the client's own.
+exit_status run_local_as_json(const local_command &row, const std::vector<std::string> &words,
+                              const options &chosen, json_writer &json);
 
 /// Writes counters as one object member.
 void write_counters(const reply_judge &judge, json_writer &json);

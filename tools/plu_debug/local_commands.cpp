@@ -12,15 +12,16 @@ namespace client {
 namespace {
 
 constexpr local_command rows[] = {
-    {"help", "[NAME]", 0, 1, false, nullptr, "explains the client, or one command", run_help},
-    {"health", "", 0, 0, true, nullptr, "runs all checks, a line each", run_health},
-    {"metrics", "[FILE]", 0, 1, false, nullptr, "writes all counters in the Prometheus text format",
+    {"help", "[NAME]", 0, 1, nullptr, "explains the client, or one command", run_help},
+    {"version", "", 0, 0, nullptr, "shows the client's version", run_version},
+    {"health", "", 0, 0, nullptr, "runs all checks, a line each", run_health, run_health_as_json},
+    {"metrics", "[FILE]", 0, 1, nullptr, "writes all counters in the Prometheus text format",
      run_metrics},
-    {"record", "FILE", 1, 1, false, nullptr, "saves all prefixes", run_record},
-    {"diff", "FILE FILE", 2, 2, false, nullptr, "compares two recordings", run_diff},
-    {"banks", "--svg [FILE]", 1, 2, false, "--svg", "draws how full the banks of node memory are",
+    {"record", "FILE", 1, 1, nullptr, "saves all prefixes", run_record},
+    {"diff", "FILE FILE", 2, 2, nullptr, "compares two recordings", run_diff},
+    {"banks", "--svg [FILE]", 1, 2, "--svg", "draws how full the banks of node memory are",
      run_banks},
-    {"tree", "NODE --dot [FILE]", 2, 3, false, "--dot",
+    {"tree", "NODE --dot [FILE]", 2, 3, "--dot",
      "draws a tree node with what is above and below it, for Graphviz", run_tree},
 };
 

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/plu_debug/ending.h"
 #include "tools/plu_debug/json.h"
+#include "tools/plu_debug/local_report.h"
 #include "tools/plu_debug/options.h"
 
 namespace client {
@@ -15,11 +17,13 @@ struct local_command {
     const char *form;    // its arguments
     size_t least;        // how many words it needs, and takes at most
     size_t most;
-    bool has_json;
     const char *option;    // an option of its own that must be given; null without one
     const char *meaning;
-    exit_status (*run)(const std::vector<std::string> &words, const options &chosen,
-                       json_writer &json);    // as text goes to the writer's output
+    ending (*run)(const std::vector<std::string> &words, const options &chosen,
+                  local_report &report);
+    /// Writes an object of its own shape; null when the text's lines say everything.
+    exit_status (*run_as_json)(const std::vector<std::string> &words, const options &chosen,
+                               json_writer &json) = nullptr;
 };
 
 std::span<const local_command> local_commands();

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "tools/plu_debug/help.h"
 #include "tools/plu_debug/interrupt.h"
 #include "tools/plu_debug/options.h"
 #include "tools/plu_debug/output.h"
@@ -35,25 +34,13 @@ int run(const std::vector<std::string> &words) {
     const options chosen = parse_options(words, error);
     output out(STDOUT_FILENO);
     if (!error.empty()) {
-        notice(error);
-        return status_usage;
-    }
-    if (chosen.version) {
-        out.write("plu_debug " PLU_VERSION "\n");
-        return status_done;
-    }
-    if (chosen.help) {
-        json_writer json(out);
-        return run_help({}, chosen, json);
+        return runner(chosen, out).reject(error);
     }
     const bool interactive = chosen.words.empty() && chosen.file.empty() && on_a_terminal();
-    if (interactive && chosen.repeat != 1) {
-        notice("a command to repeat is missing; 'plu_debug --help' tells more");
-        return status_usage;
-    }
     interrupts_install();
-    const exit_status status =
-        interactive ? run_interactively(chosen, out) : runner(chosen, out).run();
+    const exit_status status = interactive && !chosen.repeat_given && !chosen.interval_given
+                                   ? run_interactively(chosen, out)
+                                   : runner(chosen, out).run();
     out.flush();
     if (out.error() != 0 && out.error() != EPIPE) {
         notice(std::string("cannot write the output: ") + std::strerror(out.error()));

@@ -1,14 +1,13 @@
 #include "tools/plu_debug/metrics.h"
 
-#include <algorithm>
-
+#include "tools/plu_debug/card_usage.h"
+#include "tools/plu_debug/destination.h"
 #include "tools/plu_debug/health.h"
-#include "tools/plu_debug/whole_file.h"
 
 namespace client {
 namespace {
 
-constexpr const char *summaries[] = {"dump", "walk", "cntpfx"};
+constexpr const char *summaries[] = {"walk", "cntpfx", "hwidxwalk"};
 
 struct family_text {
     const char *name;
@@ -30,79 +29,146 @@ struct metric_families {
     family_text up{"plu_debug_up", "1 when the process answered every question.", {}};
     family_text clean{"plu_check_clean", "1 when the check found nothing.", {}};
     family_text seconds{"plu_command_seconds", "How long the command took.", {}};
+    family_text bank_size{"plu_bank_size", "Nodes that the bank holds.", {}};
+    family_text bank_used{"plu_bank_used", "Nodes of the bank in use.", {}};
+    family_text bank_level{"plu_bank_stride_level", "Its stride level, -1 for none.", {}};
+    family_text level_value{"plu_stride_level_str_a", "The level's phu->str.a.", {}};
     family_text counter{"plu_counter", "A counter of the command's summary.", {}};
+
+    void write(output &out) const {
+        for (const family_text *family :
+             {&up, &clean, &seconds, &bank_size, &bank_used, &bank_level, &level_value, &counter}) {
+            family->write(out);
+        }
+    }
 };
 
-void add_run(metric_families &families, const char *name, const quiet_result &run) {
-    const std::string command = std::string("command=\"") + name + '"';
-    families.seconds.add('{' + command + '}', std::to_string(run.seconds));
-    for (const counter_value &value : run.judge.counters()) {
-        families.counter.add('{' + command + ",counter=\"" + value.row->key + "\"}",
-                             std::to_string(value.number));
-    }
+std::string label(const char *name, const std::string &value) {
+    return std::string("{") + name + "=\"" + value + "\"}";
 }
 
 // Asks everything; stops at the first question that gets no whole answer.
-exit_status collect(metric_families &families, const time_limits &limits, std::string &message) {
-    exit_status status = status_done;
-    for (const char *name : summaries) {
-        const quiet_result run = run_quietly(name, 0, limits);
-        if (run.exchange.kind != outcome::done) {
-            message = run.exchange.message;
-            return status_of(run.exchange.kind);
-        }
-        add_run(families, name, run);
-        status = std::max(status, run.status());
+class collector {
+public:
+    collector(metric_families &families, const time_limits &limits)
+        : families_(families), limits_(limits) {}
+
+    ending collect();
+
+private:
+    using lines = std::vector<std::string>;
+
+    // Each is false when nothing more can be asked.
+    bool ask(const char *name, lines *reply);
+    bool check(const char *name);
+    bool add(const char *name, const quiet_result &run, const ending &how);
+    void add_usage(const lines &summary, const lines &context);
+
+    metric_families &families_;
+    const time_limits &limits_;
+    bool all_answered_ = true;
+    ending how_;
+};
+
+bool collector::add(const char *name, const quiet_result &run, const ending &how) {
+    if (how.status > how_.status || refused(run)) {
+        how_ = how;
     }
-    for (const char *name : health_checks()) {
-        const check_result check = run_check(name, limits);
-        if (check.run.exchange.kind != outcome::done) {
-            message = check.run.exchange.message;
-            return status_of(check.run.exchange.kind);
-        }
-        add_run(families, name, check.run);
-        families.clean.add(std::string("{check=\"") + name + "\"}", check.clean ? "1" : "0");
-        status = std::max(status, check.clean ? status_done : status_findings);
+    if (how.status > status_findings || refused(run)) {
+        all_answered_ = false;
+        return how.status <= status_findings;
     }
-    return status;
+    families_.seconds.add(label("command", name), std::to_string(run.seconds));
+    for (const counter_value &value : run.judge.counters()) {
+        families_.counter.add(
+            std::string("{command=\"") + name + "\",counter=\"" + value.row->key + "\"}",
+            std::to_string(value.number));
+    }
+    return true;
 }
 
-void write_families(const metric_families &families, output &out) {
-    for (const family_text *family :
-         {&families.up, &families.clean, &families.seconds, &families.counter}) {
-        family->write(out);
+bool collector::ask(const char *name, lines *reply) {
+    const quiet_result run = run_quietly(name, 0, limits_, [&](std::string_view line) {
+        if (reply != nullptr) {
+            reply->emplace_back(line);
+        }
+    });
+    return add(name, run, ending_of(run.exchange, run.judge));
+}
+
+bool collector::check(const char *name) {
+    const check_result result = run_check(name, limits_);
+    if (!add(name, result.run, result.how)) {
+        return false;
     }
+    if (refused(result.run)) {
+        return true;
+    }
+    families_.clean.add(label("check", name), result.how.status == status_done ? "1" : "0");
+    return true;
+}
+
+void collector::add_usage(const lines &summary, const lines &context) {
+    card_usage usage;
+    const std::string unexpected = read_card_usage(summary, context, usage);
+    if (!unexpected.empty()) {
+        how_ = {status_findings, verdict_name(verdict::findings), outcome_name(outcome::done),
+                unexpected};
+        return;
+    }
+    for (size_t id = 0; id < usage.banks.size(); ++id) {
+        const bank_state &bank = usage.banks.at(id);
+        const std::string labels = label("bank", std::to_string(id));
+        families_.bank_size.add(labels, std::to_string(bank.size));
+        families_.bank_used.add(labels, std::to_string(bank.used));
+        families_.bank_level.add(labels, std::to_string(bank.level));
+    }
+    for (const auto &[level, value] : usage.levels) {
+        families_.level_value.add(label("level", std::to_string(level)), std::to_string(value));
+    }
+}
+
+ending collector::collect() {
+    lines summary;
+    lines context;
+    if (!ask("banksum", &summary) || !ask("dump", &context)) {
+        return how_;
+    }
+    if (all_answered_) {
+        add_usage(summary, context);
+    }
+    for (const char *name : summaries) {
+        if (!ask(name, nullptr)) {
+            return how_;
+        }
+    }
+    for (const char *name : health_checks()) {
+        if (!check(name)) {
+            return how_;
+        }
+    }
+    families_.up.add("", all_answered_ ? "1" : "0");
+    return how_;
 }
 
 }    // namespace
 
-exit_status run_metrics(const std::vector<std::string> &words, const options &chosen,
-                        json_writer &json) {
+ending run_metrics(const std::vector<std::string> &words, const options &chosen,
+                   local_report &report) {
+    destination target(words.size() < 2 ? "" : words[1], report.out);
+    if (!target.error().empty()) {
+        return file_failure(target.error());
+    }
     metric_families families;
-    std::string message;
-    const exit_status status = collect(families, chosen.limits, message);
-    if (status == status_interrupted) {
-        return status;    // nothing is known of the process: what the file says stays
+    const ending how = collector(families, chosen.limits).collect();
+    if (how.status == status_interrupted) {
+        return how;    // nothing is known of the process: what the file says stays
     }
-    families.up.add("", status <= status_findings ? "1" : "0");
-    if (!message.empty()) {
-        notice(message);
+    if (families.up.samples.empty()) {
+        families.up.add("", "0");
     }
-    if (words.size() < 2) {
-        write_families(families, json.out());
-        return status;
-    }
-    std::string error;
-    whole_file file(words[1], error);
-    if (error.empty()) {
-        write_families(families, file.out());
-        error = file.commit();
-    }
-    if (!error.empty()) {
-        notice(error);
-        return std::max(status, status_usage);
-    }
-    return status;
+    families.write(target.out());
+    return target.commit(how);
 }
 
 }    // namespace client

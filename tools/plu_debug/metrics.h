@@ -4,14 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "tools/plu_debug/json.h"
+#include "tools/plu_debug/ending.h"
+#include "tools/plu_debug/local_report.h"
 #include "tools/plu_debug/options.h"
 
 namespace client {
 
 /// plu_debug metrics [FILE]: the Prometheus text format, as the node exporter's textfile collector
 /// reads it; a FILE is replaced when it is whole. Also says so when the process cannot be asked.
-exit_status run_metrics(const std::vector<std::string> &words, const options &chosen,
-                        json_writer &json);
+ending run_metrics(const std::vector<std::string> &words, const options &chosen,
+                   local_report &report);
 
 }    // namespace client

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <numeric>
 
+#include "tools/plu_debug/commands.h"
+
 namespace client {
 namespace {
 
@@ -33,9 +35,27 @@ size_t edit_distance(std::string_view a, std::string_view b) {
     return row[b.size()];
 }
 
+// The one candidate that begins with the word; null when none or several do.
+const std::string *only_continuation(std::string_view word,
+                                     const std::vector<std::string> &candidates) {
+    const std::string *found = nullptr;
+    for (const std::string &candidate : candidates) {
+        if (candidate.size() > word.size() && same_word(candidate.substr(0, word.size()), word)) {
+            if (found != nullptr) {
+                return nullptr;
+            }
+            found = &candidate;
+        }
+    }
+    return found;
+}
+
 }    // namespace
 
 std::string did_you_mean(std::string_view word, const std::vector<std::string> &candidates) {
+    if (const std::string *whole = only_continuation(word, candidates)) {
+        return "; did you mean '" + *whole + "'?";
+    }
     const size_t near = std::max<size_t>(1, word.size() / 3);
     size_t best = near + 1;
     std::string_view found;

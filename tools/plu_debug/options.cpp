@@ -48,6 +48,11 @@ bool set_interval(options &chosen, const std::string &word) {
     return seconds.has_value();
 }
 
+bool set_local_command(options &chosen, const char *name) {
+    chosen.instead = name;
+    return true;
+}
+
 bool environment_says_read_only() {
     const char *value = std::getenv("PLU_DEBUG_READ_ONLY");
     return value != nullptr && *value != '\0' && std::string_view(value) != "0";
@@ -79,9 +84,9 @@ std::span<const option_row> all_options() {
          "send NAME and up to three numbers as they are, also a NAME that is not in the table",
          [](options &o, const std::string &) { return set_flag(o.raw); }},
         {nullptr, "--help", nullptr, "show this help ('help NAME' for one command)",
-         [](options &o, const std::string &) { return set_flag(o.help); }},
+         [](options &o, const std::string &) { return set_local_command(o, "help"); }},
         {nullptr, "--version", nullptr, "show the version",
-         [](options &o, const std::string &) { return set_flag(o.version); }},
+         [](options &o, const std::string &) { return set_local_command(o, "version"); }},
     };
     return rows;
 }
@@ -160,15 +165,22 @@ options parse_options(const std::vector<std::string> &words, std::string &error)
     options result;
     result.read_only = environment_says_read_only();
     bool options_end = false;
-    for (size_t i = 0; i < words.size() && error.empty(); ++i) {
+    for (size_t i = 0; i < words.size(); ++i) {
         if (!options_end && words[i] == "--") {
             options_end = true;
         } else if (!options_end && is_option(words[i]) &&
                    !belongs_to_command(words[i], result.words)) {
-            error = apply(result, words, i);
+            const std::string wrong = apply(result, words, i);
+            error = error.empty() ? wrong : error;    // --json may still come
         } else {
             result.words.push_back(words[i]);
         }
+    }
+    if (error.empty() && result.instead != nullptr) {
+        options plain;
+        plain.json = result.json;
+        plain.words = {result.instead};
+        return plain;
     }
     if (result.interval_given && !result.repeat_given) {
         result.repeat = 0;

@@ -11,8 +11,7 @@ namespace client {
 
 struct options {
     time_limits limits;
-    bool help = false;
-    bool version = false;
+    const char *instead = nullptr;    // the local command that --help or --version stands for
     bool raw = false;          // send name and numbers as they are, also names that the table lacks
     bool read_only = false;    // refuse what changes the card
     bool json = false;
@@ -38,7 +37,7 @@ struct option_row {
 std::span<const option_row> all_options();
 
 /// Options may stand before, between and behind the words of the command. `error` says what is
-/// wrong and quotes the word; empty when all is well.
+/// wrong and quotes the first bad word; empty when all is well.
 options parse_options(const std::vector<std::string> &words, std::string &error);
 
 }    // namespace client

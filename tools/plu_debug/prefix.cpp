@@ -67,7 +67,7 @@ prefix parse_prefix(std::string_view word, std::string &error) {
     if (slash != std::string_view::npos) {
         const std::string_view length_word = word.substr(slash + 1);
         const auto length = parse_number(length_word);
-        if (!length || length_word.starts_with("0x")) {
+        if (!length || length_word.find_first_not_of("0123456789") != std::string_view::npos) {
             error = quoted + ": '" + std::string(length_word) + "' is no prefix length";
             return {};
         }

@@ -18,6 +18,11 @@ struct quiet_result {
     }
 };
 
+/// True when the whole reply says no more than that the process does not do it.
+inline bool refused(const quiet_result &run) {
+    return run.exchange.kind == outcome::done && run.judge.result() == verdict::refused;
+}
+
 /// Runs a request. Every whole line goes to `line` when there is one.
 quiet_result run_quietly(const plu_debug_request &request, const time_limits &limits,
                          const std::function<void(std::string_view)> &line = {});

@@ -2,8 +2,8 @@
 
 #include <unistd.h>
 
+#include "tools/plu_debug/destination.h"
 #include "tools/plu_debug/quiet_run.h"
-#include "tools/plu_debug/whole_file.h"
 
 namespace client {
 namespace {
@@ -44,36 +44,33 @@ private:
 
 }    // namespace
 
-exit_status run_record(const std::vector<std::string> &words, const options &chosen,
-                       json_writer & /*json*/) {
-    std::string error;
-    whole_file file(words[1], error);
-    if (!error.empty()) {
-        notice(error);
-        return status_usage;
+ending run_record(const std::vector<std::string> &words, const options &chosen,
+                  local_report &report) {
+    destination target(words[1], report.out);
+    if (!target.error().empty()) {
+        return file_failure(target.error());
     }
     progress shown;
     const quiet_result run =
         run_quietly("walk", walk_recording, chosen.limits, [&](std::string_view line) {
             if (line.starts_with("A ")) {
-                file.out().write(line);
-                file.out().write("\n");
+                target.out().write(line);
+                target.out().write("\n");
                 shown.count();
             }
         });
     if (run.status() != status_done) {
-        const bool done = run.exchange.kind == outcome::done;
-        notice((done ? run.judge.reason() : run.exchange.message) + "; '" + words[1] +
-               "' is as it was");
-        return run.status();
+        ending how = ending_of(run.exchange, run.judge);
+        how.message +=
+            words[1] == "-" ? "; the recording is not whole" : "; '" + words[1] + "' is as it was";
+        return how;
     }
-    error = file.commit();
-    if (!error.empty()) {
-        notice(error);
-        return status_usage;
+    const ending how = target.commit({});
+    if (how.status == status_done) {
+        report.counters.emplace_back("prefixes", static_cast<int64_t>(shown.total()));
+        shown.finish("recorded");
     }
-    shown.finish("recorded");
-    return status_done;
+    return how;
 }
 
 }    // namespace client

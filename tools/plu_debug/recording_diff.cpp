@@ -1,8 +1,9 @@
 #include "tools/plu_debug/recording_diff.h"
 
-#include <fstream>
 #include <map>
 
+#include "tools/plu_debug/interrupt.h"
+#include "tools/plu_debug/line_source.h"
 #include "tools/plu_debug/prefix_sorter.h"
 
 namespace client {
@@ -12,9 +13,11 @@ constexpr size_t bad_lines_shown = 5;
 
 struct loaded_file {
     prefix_sorter prefixes;
-    std::string error;
+    ending how;
     size_t bad_lines = 0;
 };
+
+const char *no_room = "no room for temporary files";
 
 bool is_comment(std::string_view line) {
     const size_t start = line.find_first_not_of(" \t\r");
@@ -22,9 +25,10 @@ bool is_comment(std::string_view line) {
 }
 
 void load(const std::string &name, loaded_file &loaded) {
-    std::ifstream file(name);
+    line_source file(name);
+    auto got = line_source::event::end;
     std::string line;
-    for (size_t number = 1; std::getline(file, line); ++number) {
+    for (size_t number = 1; (got = file.next(line)) == line_source::event::line; ++number) {
         if (is_comment(line)) {
             continue;
         }
@@ -35,14 +39,16 @@ void load(const std::string &name, loaded_file &loaded) {
             notice(text.append(": no prefix, skipped: '").append(line).append("'"));
         }
         if (prefix && !loaded.prefixes.add(*prefix)) {
-            loaded.error = "no room for temporary files";
+            loaded.how = file_failure(no_room);
             return;
         }
     }
-    if (!file.eof()) {
-        loaded.error = "cannot read '" + name + "'";
+    if (got == line_source::event::interrupted) {
+        loaded.how = interrupted();
+    } else if (got == line_source::event::failed) {
+        loaded.how = file_failure(file.error());
     } else if (!loaded.prefixes.finish()) {
-        loaded.error = "no room for temporary files";
+        loaded.how = file_failure(no_room);
     }
     if (loaded.bad_lines > bad_lines_shown) {
         notice(name + ": " + std::to_string(loaded.bad_lines) + " lines are no prefix");
@@ -59,10 +65,14 @@ class comparison {
 public:
     explicit comparison(output &out) : out_(out) {}
 
-    void run(prefix_sorter &before, prefix_sorter &after) {
+    /// False when an interrupt ends it early.
+    bool run(prefix_sorter &before, prefix_sorter &after) {
         auto old_one = before.next();
         auto new_one = after.next();
         while (old_one || new_one) {
+            if (interrupts_seen() > 0) {
+                return false;
+            }
             if (!new_one || (old_one && *old_one < *new_one)) {
                 write('-', *old_one).removed += 1;
                 old_one = before.next();
@@ -74,9 +84,10 @@ public:
                 new_one = after.next();
             }
         }
+        return true;
     }
 
-    void write_sums() {
+    change_counts write_sums() {
         change_counts total;
         for (const auto &[place, counts] : sums_) {
             write_sum(
@@ -86,9 +97,8 @@ public:
             total.removed += counts.removed;
         }
         write_sum("all", total);
+        return total;
     }
-
-    [[nodiscard]] bool same() const { return sums_.empty(); }
 
 private:
     change_counts &write(char sign, const table_prefix &prefix) {
@@ -106,23 +116,32 @@ private:
 
 }    // namespace
 
-exit_status run_diff(const std::vector<std::string> &words, const options & /*chosen*/,
-                     json_writer &json) {
+ending run_diff(const std::vector<std::string> &words, const options & /*chosen*/,
+                local_report &report) {
     loaded_file before;
     loaded_file after;
     load(words[1], before);
-    load(words[2], after);
+    if (before.how.status == status_done) {
+        load(words[2], after);
+    }
     for (const loaded_file *loaded : {&before, &after}) {
-        if (!loaded->error.empty()) {
-            notice(loaded->error);
-            return status_usage;
+        if (loaded->how.status != status_done) {
+            return loaded->how;
         }
     }
-    comparison compared(json.out());
-    compared.run(before.prefixes, after.prefixes);
-    compared.write_sums();
-    const bool clean = compared.same() && before.bad_lines + after.bad_lines == 0;
-    return clean ? status_done : status_findings;
+    comparison compared(report.out);
+    if (!compared.run(before.prefixes, after.prefixes)) {
+        return interrupted();
+    }
+    const change_counts total = compared.write_sums();
+    const size_t bad_lines = before.bad_lines + after.bad_lines;
+    report.counters = {{"added", static_cast<int64_t>(total.added)},
+                       {"removed", static_cast<int64_t>(total.removed)},
+                       {"bad_lines", static_cast<int64_t>(bad_lines)}};
+    if (total.added + total.removed + bad_lines == 0) {
+        return {};
+    }
+    return {status_findings, verdict_name(verdict::findings), outcome_name(outcome::done), ""};
 }
 
 }    // namespace client

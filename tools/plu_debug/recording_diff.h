@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "tools/plu_debug/json.h"
+#include "tools/plu_debug/ending.h"
+#include "tools/plu_debug/local_report.h"
 #include "tools/plu_debug/options.h"
 
 namespace client {
 
 /// plu_debug diff A B: added and removed prefixes in order, then the sums per VRF and family.
 /// Status 0 when the two hold the same prefixes, 1 when they differ or a line was no prefix.
-exit_status run_diff(const std::vector<std::string> &words, const options &chosen,
-                     json_writer &json);
+ending run_diff(const std::vector<std::string> &words, const options &chosen, local_report &report);
 
 }    // namespace client

@@ -1,17 +1,14 @@
 #include "tools/plu_debug/runner.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <fstream>
-#include <iostream>
 #include <thread>
 
 #include "tools/plu_debug/arguments.h"
 #include "tools/plu_debug/interrupt.h"
+#include "tools/plu_debug/json_envelope.h"
 #include "tools/plu_debug/json_reply.h"
 #include "tools/plu_debug/line_filter.h"
-#include "tools/plu_debug/local_commands.h"
+#include "tools/plu_debug/line_source.h"
 #include "tools/plu_debug/stopwatch.h"
 #include "tools/plu_debug/text_reply.h"
 
@@ -49,37 +46,55 @@ std::string read_only_objection(const parsed_command &command) {
 
 }    // namespace
 
-exit_status runner::refuse(const std::vector<std::string> &words, const std::string &message) {
+// What was written so far goes before the message.
+exit_status runner::not_run(const std::vector<std::string> &words, const ending &how) {
+    out_.flush();
+    notice(place_ + how.message);
     if (chosen_.json) {
-        write_unsent(words, message, json_);
+        write_unsent(words, how, json_);
     }
-    notice(place_ + message);
-    return status_usage;
+    return how.status;
 }
 
-exit_status runner::run_local(const std::vector<std::string> &words, json_writer &json) {
-    const local_command &row = *find_local_command(words[0]);
+// Whoever follows the output sees each command's when it is there.
+void runner::end_run() {
+    if (chosen_.json) {
+        out_.write("\n");
+    }
+    out_.flush();
+}
+
+exit_status runner::run_local(const local_command &row, const std::vector<std::string> &words,
+                              json_writer &json) {
     const size_t count = words.size() - 1;
     if (count < row.least || count > row.most) {
-        return refuse(words, std::string("use: ") + row.name + ' ' + row.form);
+        return not_run(words, wrong_usage(std::string("use: ") + row.name + ' ' + row.form));
     }
-    if (chosen_.json && !row.has_json) {
-        return refuse(words, "'" + words[0] + "' has no JSON form");
+    if (chosen_.json) {
+        return row.run_as_json != nullptr ? row.run_as_json(words, chosen_, json)
+                                          : run_local_as_json(row, words, chosen_, json);
     }
-    return row.run(words, chosen_, json);
+    local_report report{json.out()};
+    const ending how = row.run(words, chosen_, report);
+    if (!how.message.empty()) {
+        json.out().flush();
+        notice(place_ + how.message);
+    }
+    return how.status;
 }
 
 exit_status runner::run_words(const std::vector<std::string> &words, json_writer &json) {
-    if (!chosen_.raw && find_local_command(words[0]) != nullptr) {
-        return run_local(words, json);
+    const local_command *local = chosen_.raw ? nullptr : find_local_command(words[0]);
+    if (local != nullptr) {
+        return run_local(*local, words, json);
     }
     const parsed_command command = parse_command(words, chosen_.raw);
     if (!command.error.empty()) {
-        return refuse(words, command.error);
+        return not_run(words, wrong_usage(command.error));
     }
     const std::string objection = chosen_.read_only ? read_only_objection(command) : "";
     if (!objection.empty()) {
-        return refuse(words, objection);
+        return not_run(words, wrong_usage(objection));
     }
     for (const std::string &note : command.notes) {
         notice(place_ + "note: " + note);
@@ -90,12 +105,12 @@ exit_status runner::run_words(const std::vector<std::string> &words, json_writer
 
 exit_status runner::run_filtered(const typed_line &typed) {
     if (chosen_.json) {
-        return refuse(typed.words, "filters do not go with --json");
+        return not_run(typed.words, wrong_usage("filters do not go with --json"));
     }
     line_filter filter(out_);
     const std::string error = filter.set_up(typed.filters);
     if (!error.empty()) {
-        return refuse(typed.words, error);
+        return not_run(typed.words, wrong_usage(error));
     }
     output filtered(filter);
     json_writer text(filtered);
@@ -108,7 +123,7 @@ exit_status runner::run_filtered(const typed_line &typed) {
 exit_status runner::run_line(const std::string &line) {
     const typed_line typed = parse_line(line);
     if (!typed.error.empty()) {
-        return refuse(typed.words, typed.error);
+        return not_run(typed.words, wrong_usage(typed.error));
     }
     if (typed.words.empty()) {
         return status_done;
@@ -119,31 +134,27 @@ exit_status runner::run_line(const std::string &line) {
 // One command a line. Ends at the first that fails, unless told to go on; an interrupt always ends
 // it.
 exit_status runner::run_script() {
-    std::ifstream file;
-    const bool from_file = !chosen_.file.empty() && chosen_.file != "-";
-    if (from_file) {
-        file.open(chosen_.file);
-        if (!file) {
-            return refuse({}, "cannot read '" + chosen_.file + "'");
-        }
-    }
-    std::istream &input = from_file ? file : std::cin;
-    const std::string name = from_file ? chosen_.file : "standard input";
+    line_source input(chosen_.file);
     exit_status worst = status_done;
+    auto got = line_source::event::end;
     std::string line;
-    for (size_t number = 1; std::getline(input, line); ++number) {
-        place_ = name + ':' + std::to_string(number) + ": ";
+    for (size_t number = 1; (got = input.next(line)) == line_source::event::line; ++number) {
+        place_ = input.name() + ':' + std::to_string(number) + ": ";
         const exit_status status = run_line(line);
+        end_run();
         worst = std::max(worst, status);
         if (status != status_done && (!chosen_.keep_going || status == status_interrupted)) {
-            out_.flush();
             if (status != status_usage) {
                 notice(place_ + "'" + line + "' ended with status " + std::to_string(status));
             }
             return status;
         }
     }
-    return worst;
+    place_.clear();
+    if (got == line_source::event::interrupted) {
+        return not_run({}, interrupted());
+    }
+    return got == line_source::event::failed ? not_run({}, file_failure(input.error())) : worst;
 }
 
 exit_status runner::run_once() {
@@ -156,14 +167,14 @@ exit_status runner::run_repeatedly() {
     auto next = std::chrono::steady_clock::now();
     for (uint64_t run = 1; chosen_.repeat == 0 || run <= chosen_.repeat; ++run) {
         if (!sleep_until(next)) {
-            return status_interrupted;
+            return not_run({}, interrupted());
         }
         next = std::max(next + chosen_.interval, std::chrono::steady_clock::now());
         if (!chosen_.json) {
             out_.write("== " + utc_now() + " run " + std::to_string(run) + '\n');
         }
         const exit_status status = run_once();
-        out_.flush();
+        end_run();
         worst = std::max(worst, status);
         if (status == status_usage || status == status_interrupted) {
             return status;
@@ -173,8 +184,12 @@ exit_status runner::run_repeatedly() {
 }
 
 exit_status runner::run() {
-    const bool repeated = chosen_.repeat != 1;
-    const bool several = chosen_.json && (repeated || chosen_.words.empty());
+    const bool script = chosen_.words.empty();
+    const bool repeated = chosen_.repeat_given || chosen_.interval_given;
+    if (script && repeated && (chosen_.file.empty() || chosen_.file == "-")) {
+        return reject("standard input cannot be read again; to repeat needs a command or a file");
+    }
+    const bool several = chosen_.json && (repeated || script);
     if (several) {
         json_.begin('[');
     }
@@ -190,6 +205,14 @@ exit_status runner::run() {
 
 exit_status runner::run_alone(const std::string &line) {
     const exit_status status = run_line(line);
+    if (chosen_.json) {
+        json_.end_document();
+    }
+    return status;
+}
+
+exit_status runner::reject(const std::string &message) {
+    const exit_status status = not_run(chosen_.words, wrong_usage(message));
     if (chosen_.json) {
         json_.end_document();
     }

@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "tools/plu_debug/command_line.h"
+#include "tools/plu_debug/ending.h"
 #include "tools/plu_debug/json.h"
+#include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/options.h"
 #include "tools/plu_debug/output.h"
 
@@ -21,6 +23,9 @@ public:
     /// Runs one typed line with its filters, in JSON as a document of its own.
     exit_status run_alone(const std::string &line);
 
+    /// Says that nothing runs at all, in JSON as a document of its own.
+    exit_status reject(const std::string &message);
+
 private:
     exit_status run_once();
     exit_status run_repeatedly();
@@ -28,8 +33,10 @@ private:
     exit_status run_line(const std::string &line);
     exit_status run_filtered(const typed_line &typed);
     exit_status run_words(const std::vector<std::string> &words, json_writer &json);
-    exit_status run_local(const std::vector<std::string> &words, json_writer &json);
-    exit_status refuse(const std::vector<std::string> &words, const std::string &message);
+    exit_status run_local(const local_command &row, const std::vector<std::string> &words,
+                          json_writer &json);
+    void end_run();
+    exit_status not_run(const std::vector<std::string> &words, const ending &how);
 
     const options &chosen_;
     output &out_;

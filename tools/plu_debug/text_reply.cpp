@@ -35,7 +35,9 @@ exit_status run_as_text(const parsed_command &command, const options &chosen, ou
         }
         return status_of(result.kind);
     }
-    if (judge.unexplained_misses() > 0 && judge.result() == verdict::ok) {
+    if (judge.lacks_summary() && judge.result() != verdict::refused) {
+        notice("the reply lacks the check's summary");
+    } else if (judge.unexplained_misses() > 0 && judge.result() == verdict::ok) {
         notice(std::to_string(judge.unexplained_misses()) +
                " misses are not shown; all shown ones are default routes, which always miss "
                "(cklkuphw lists every miss)");

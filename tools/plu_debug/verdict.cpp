@@ -29,7 +29,7 @@ constexpr telling_line telling_lines[] = {
     {"skip setting bmsf for internal node", false, verdict::refused},
     {"skip searching default prefix", false, verdict::refused},
     {"valid input: a1 pfx high", false, verdict::refused},
-    {"failed to load phu functions", false, verdict::findings},
+    {"failed to load phu functions", false, verdict::refused},
     {" is not a search node", true, verdict::refused},
     {" not loaded", true, verdict::refused},
     {" is not available yet", true, verdict::refused},
@@ -40,6 +40,7 @@ constexpr telling_line telling_lines[] = {
     {"ERR", false, verdict::findings},
     {"invalid level ", false, verdict::findings},
     {"failed to read ", false, verdict::findings},
+    {"hw index is zero , but ", false, verdict::findings},
     {"no active npu found", false, verdict::findings},
     {"Wrong node type: ", false, verdict::findings},
     {"phu_plu_lookup() lookup failed", false, verdict::findings},
@@ -56,6 +57,9 @@ constexpr return_code return_codes[] = {
     {"regr32", ", rc:0x"}, {"regw32", ", rc:0x"}, {"v4", "  rc 0x"},    {"v6", "rc 0x"},
     {"v4hw", ", rc = 0x"}, {"v6hw", ": rc = 0x"},
 };
+
+constexpr std::string_view checks[] = {"ckall",   "ckbank", "ckbmsf",  "ckhmask",
+                                       "ckparbl", "cklkup", "cklkuphw"};
 
 constexpr std::string_view missed_lookup = "lookup missed: ";
 
@@ -206,13 +210,28 @@ int64_t reply_judge::counter(std::string_view key) const {
 }
 
 verdict reply_judge::result() const {
-    if (lines_ != verdict::ok) {
-        return lines_;
+    if (lines_ != verdict::ok || lacks_summary()) {
+        return std::max(lines_, verdict::findings);
     }
     // A leaf that only a shorter one answered is in the total and in no other line.
     const int64_t shorter = counter("total_prefix") - counter("prefix_match") -
                             counter("prefix_longer_match") - counter("prefix_no_match");
     return shorter > 0 ? verdict::findings : verdict::ok;
+}
+
+bool reply_judge::lacks_summary() const {
+    return std::find(std::begin(checks), std::end(checks), command_) != std::end(checks) &&
+           !std::all_of(expected_.begin(), expected_.end(), [&](const counter_row *row) {
+               return std::any_of(found_.begin(), found_.end(),
+                                  [&](const counter_value &value) { return value.row == row; });
+           });
+}
+
+std::string reply_judge::reason() const {
+    if (lines_ == verdict::ok && lacks_summary()) {
+        return "the reply lacks the check's summary";
+    }
+    return reason_;
 }
 
 int64_t reply_judge::unexplained_misses() const {

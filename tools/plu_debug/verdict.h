@@ -38,7 +38,9 @@ public:
 
     [[nodiscard]] const std::vector<counter_value> &counters() const { return found_; }
     /// The line that refused the command, or the first that spoke of a fault; empty without one.
-    [[nodiscard]] const std::string &reason() const { return reason_; }
+    [[nodiscard]] std::string reason() const;
+    /// A check whose reply ended without all of its counters has not said that the card is clean.
+    [[nodiscard]] bool lacks_summary() const;
     /// Misses of the lookup checks that the reply did not show, all shown ones being default
     /// routes, which have no position in a mask and always miss.
     [[nodiscard]] int64_t unexplained_misses() const;

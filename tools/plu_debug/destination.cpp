@@ -1,0 +1,18 @@
+#include "tools/plu_debug/destination.h"
+
+namespace client {
+
+destination::destination(const std::string &name, output &standard) : standard_(standard) {
+    if (!name.empty() && name != "-") {
+        file_.emplace(name, error_);
+    }
+}
+
+ending destination::commit(const ending &how) {
+    if (file_ && error_.empty()) {
+        error_ = file_->commit();
+    }
+    return error_.empty() || how.status > status_usage ? how : file_failure(error_);
+}
+
+}    // namespace client
