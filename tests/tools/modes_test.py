@@ -313,6 +313,11 @@ class Recordings(ClientTest):
         self.assertEqual(status, 1)
         self.assertIn("b:3: no prefix, skipped: '10.0.0.0/33'", errors)
 
+    def test_what_is_no_text_is_not_compared(self):
+        status, output, errors = self.diff(self.LINES, ["x" * 2000000])
+        self.assertEqual((status, output), (2, ""))
+        self.assertIn("b': a line is longer than 1 MiB", errors)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -10,7 +10,7 @@ namespace client {
 std::string read_card_usage(const std::vector<std::string> &summary,
                             const std::vector<std::string> &context, card_usage &usage) {
     usage.levels.clear();
-    const std::string unexpected = read_bank_map(summary, context, usage.banks);
+    std::string unexpected = read_bank_map(summary, context, usage.banks);
     if (!unexpected.empty()) {
         return unexpected;
     }

@@ -73,6 +73,7 @@ private:
 bool collector::add(const char *name, const quiet_result &run, const ending &how) {
     if (how.status > how_.status || refused(run)) {
         how_ = how;
+        how_.message = std::string(name) + ": " + how.message;
     }
     if (how.status > status_findings || refused(run)) {
         all_answered_ = false;
@@ -160,7 +161,7 @@ ending run_metrics(const std::vector<std::string> &words, const options &chosen,
         return file_failure(target.error());
     }
     metric_families families;
-    const ending how = collector(families, chosen.limits).collect();
+    ending how = collector(families, chosen.limits).collect();
     if (how.status == status_interrupted) {
         return how;    // nothing is known of the process: what the file says stays
     }

@@ -65,7 +65,7 @@ ending run_record(const std::vector<std::string> &words, const options &chosen,
             words[1] == "-" ? "; the recording is not whole" : "; '" + words[1] + "' is as it was";
         return how;
     }
-    const ending how = target.commit({});
+    ending how = target.commit({});
     if (how.status == status_done) {
         report.counters.emplace_back("prefixes", static_cast<int64_t>(shown.total()));
         shown.finish("recorded");

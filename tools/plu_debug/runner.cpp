@@ -49,7 +49,9 @@ std::string read_only_objection(const parsed_command &command) {
 // What was written so far goes before the message.
 exit_status runner::not_run(const std::vector<std::string> &words, const ending &how) {
     out_.flush();
-    notice(place_ + how.message);
+    if (how.status != status_interrupted) {
+        notice(place_ + how.message);
+    }
     if (chosen_.json) {
         write_unsent(words, how, json_);
     }
