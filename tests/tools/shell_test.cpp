@@ -43,7 +43,7 @@ TEST(Completion, OffersWhatTheParserTakes) {
         {"cklkupv4 ", "vrf", "PREFIX <ENTER> |"},
         {"memr 0x7f00 ", "", "SIZE"},
         {"memr 0x7f00 16 ", "force", "<ENTER> |"},
-        {"tn 0x7f00 parent ", "prefixes chain children leaves", "<ENTER> |"},
+        {"tn 0x7f00 parent ", "prefixes chain children", "<ENTER> |"},
         {"help cklkupv", "cklkupv4 cklkupv6", ""},
         {"record ", "", "FILE"},
         {"diff a b ", "", "<ENTER> |"},
