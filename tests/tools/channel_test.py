@@ -1,5 +1,6 @@
 """Whatever happens to the process, to other clients and to the client itself."""
 import json
+import pathlib
 import signal
 import time
 import unittest
@@ -134,7 +135,7 @@ class ExitStatus(ClientTest):
     def reply(self, name, *lines):
         """Status of a command whose reply is these lines."""
         self.start(*self.answering(**{name: list(lines)}))
-        words = {"addv4": ["10.0.0.0/8"], "regr32": ["1"], "tn": ["1"], "v4": ["1", "2"]}
+        words = {"addv4": ["10.0.0.0/8"], "cklkupv4": ["10.0.0.1"], "regr32": ["1"], "tn": ["1"], "v4": ["1", "2"]}
         status = self.client(name, *words.get(name, []))[0]
         self.stop()
         return status
@@ -146,7 +147,10 @@ class ExitStatus(ClientTest):
                 ("ckbank", "ERR: bank 3 node used 1 doens't match node_bitmap ones 2"),
                 ("cklkup", "lookup missed: tn 0x1 lf 0x2, lf 0/1 (0x0a000000/8)"),
                 ("v4", "ERR PHU:[S:1.2][Search Node with Leafs - incorrect][bmsf:1][cal bmsf:2]"),
-                ("v4", "  rc 0x4d7e8800 prefix len 0 (0)  prefix NULL"),
+                ("v4", "pfx 0x3 bitused 12 level 0 tn 0x1 sn_ebmap 0x0000000000000001 next tn (nil)"),
+                ("v4", "node type not handled:7"),
+                ("cklkupv4", "phu_plu_lookup() lookup failed, mask len 0 lf 0x7ea000000000"),
+                ("cklkuphw", "prefix     no match: 1"),
                 ("addv4", "plu_add_entry with pfx 0x0A000000 10.0.0.0/8, vrf 0, rc 0x5"),
                 ("regr32", "0x00000000 (offset:0x1, npu:0, rc:0x10)"),
                 ("dump", "plu shm ctx not ready"),
@@ -172,9 +176,13 @@ class ExitStatus(ClientTest):
                             "  total        prefix:      10", "  prefix        match:       6",
                             "  prefix longer match:       3", "  prefix     no match:       1",
                             "  lf lookup MISMATCH:        0"]),
+                ("v4", ["  rc 0x4d7e8800 prefix len 0 (0)  prefix NULL"]),
+                ("cklkupv4", ["phu_plu_lookup() lookup failed, mask len 0 lf (nil)"]),
+                ("cklkupv4", ["phu_search() results: leaf 0x1 mask len 18  prefix 0.0.0.0/0 (exp:32)",
+                              "phu_plu_lookup() lookup failed, mask len 0 lf 0x1"]),
                 ("addv4", ["plu_add_entry with pfx 0x0A000000 10.0.0.0/8, vrf 0, rc 0x0"])):
             with self.subTest(name):
-                self.assertEqual(self.reply(name, *lines), 0)
+                self.assertEqual(self.reply(name, *lines), 0, lines)
 
     def test_check_without_its_summary_is_no_clean_check(self):
         for name, lines in (("ckbmsf", summary("ckbmsf")[:-1]), ("cklkuphw", [])):
@@ -187,8 +195,27 @@ class ExitStatus(ClientTest):
             self.assertRegex(output, name + " +findings .* the reply lacks the check's summary")
 
     def test_prefix_answered_by_a_shorter_one_is_a_finding(self):
-        self.assertEqual(self.reply("cklkup", "  total        prefix:      10",
-                                    "  prefix        match:       6"), 1)
+        self.start(*self.answering(cklkup=["  total        prefix:      10",
+                                           "  prefix        match:       6"]))
+        document = json.loads(self.client("-j", "cklkup")[1])
+        self.assertEqual((document["verdict"], document["message"]),
+                         ("findings", "4 prefixes are answered by a shorter one"))
+
+    def test_long_unknown_name_is_refused_though_its_line_is_cut(self):
+        (self.folder / "reply").write_text("")
+        self.start()
+        self.assertEqual(self.client("--raw", "plu_debug-sync" + "x" * 210)[0], 1)
+
+    def test_lock_file_that_was_removed_is_no_lock(self):
+        self.start("walk=slow:20:100")
+        running = self.client_running("walk")
+        self.wait_for_request("walk")
+        lock = next(pathlib.Path("/dev/shm").glob("plu_debug*.lock"))
+        waiting = self.client_running("rootsn")
+        time.sleep(0.3)
+        lock.unlink()
+        self.assertEqual(len(running.communicate(timeout=PATIENCE)[0].splitlines()), 102)
+        self.assertEqual((waiting.wait(PATIENCE), running.returncode), (0, 0))
 
 
 if __name__ == "__main__":

@@ -46,6 +46,17 @@ class ClientTest(unittest.TestCase):
         self.addCleanup(self.stop)
         self.assertEqual(self.process.stdout.readline(), b"ready\n")
 
+    def start_real(self, table):
+        """Starts the real process on a card with this table, after ending an earlier one."""
+        self.stop()
+        self.process = subprocess.Popen([BIN / "plu_bkg"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                        env=dict(os.environ, SIMCARD_TABLE=str(table)))
+        self.addCleanup(self.stop)
+        for _ in range(600):
+            if self.client("-t", "5", "rootsn")[0] == 0:    # also shows where the contexts are
+                return
+        self.fail("the process does not answer")
+
     def answering(self, **replies):
         """Rules that answer the named commands with these lines; checks have their summary before."""
         for name, lines in replies.items():

@@ -1,4 +1,5 @@
 """Machine output, files of commands, repetition, recordings: every mode says the same, and is valid."""
+import contextlib
 import json
 import os
 import signal
@@ -42,6 +43,10 @@ class Json(ClientTest):
                          {"total_tn_nodes": 12345, "bmsf_match_non_zero": -3,
                           "bmsf_match_zero": 4294967296, "bmsf_mismatch": 2})
         self.assertEqual((document["verdict"], document["exit_status"]), ("findings", 1))
+
+    def test_words_stay_as_they_were_typed(self):
+        self.start()
+        self.assertEqual(self.document("v4", "é")["words"], ["é"])
 
     def test_odd_bytes_stay_valid(self):
         (self.folder / "reply").write_bytes(b'quote " backslash \\ tab \t bell \x07 high \xe9\xff\n')
@@ -187,6 +192,20 @@ class Scripts(ClientTest):
         running.send_signal(signal.SIGINT)
         self.assertEqual(running.wait(PATIENCE), 130)
 
+    def test_nothing_runs_on_when_nobody_reads(self):
+        self.start()
+        for words, typed in ((["-j", "-r", "0", "-i", "0", "dump"], None), ([], b"dump\n" * 100000)):
+            running = subprocess.Popen([BIN / "plu_debug", *words], stdout=subprocess.PIPE,
+                                       stdin=subprocess.PIPE if typed else subprocess.DEVNULL)
+            self.addCleanup(running.kill)
+            running.stdout.close()
+            if typed:
+                with contextlib.suppress(BrokenPipeError):
+                    running.stdin.write(typed)
+                    running.stdin.close()
+            self.assertEqual(running.wait(PATIENCE), 0)
+        self.assertLess(len(self.requests()), 5000)
+
     def test_read_only_refuses_what_changes_the_card(self):
         self.start()
         for words in (["addv4", "10.0.0.0/8"], ["--raw", "MEMW32", "1"], ["--raw", "newer", "1"]):
@@ -216,12 +235,19 @@ class Health(ClientTest):
         lookup += ["  total        prefix:      100", "  prefix        match:       78",
                    "  prefix     no match:       22"]
         defaults = [f"A U4 0.0.0.0/0 {vrf} #" for vrf in range(22)]
-        self.start(*self.answering(cklkup=lookup, walk=defaults + ["A U4 10.0.0.0/8 0 #"]))
+        self.start(*self.answering(cklkup=lookup, ckall=lookup, walk=defaults + ["A U4 10.0.0.0/8 0 #"]))
         self.assertEqual(self.client("health")[0], 0)
-        self.start(*self.answering(cklkup=lookup, walk=defaults[1:] + ["A U4 10.0.0.0/8 0 #"]))
-        status, output, _ = self.client("health")
-        self.assertEqual(status, 1)
-        self.assertIn("prefix_no_match=22 with 21 default routes", output)
+        self.assertEqual(self.client("ckall")[0], 0)
+        status, _, errors = self.client("cklkup")
+        self.assertEqual(status, 0)
+        self.assertIn("2 misses are not shown; all are default routes", errors)
+        self.assertEqual(self.client("cklkup", "from", 1)[0], 1)
+        self.start(*self.answering(cklkup=lookup, ckall=lookup, walk=defaults[1:] + ["A U4 10.0.0.0/8 0 #"]))
+        told = "prefix_no_match=22 with 21 default routes"
+        for words in (["health"], ["cklkup"], ["ckall"], ["-j", "cklkup"]):
+            status, output, errors = self.client(*words)
+            self.assertEqual(status, 1)
+            self.assertIn(told, output + errors)
 
     def test_ends_with_the_process(self):
         self.start("ckhmask=die:0")
@@ -250,8 +276,11 @@ class Health(ClientTest):
         (self.folder / "log").write_text("")
         self.start("walk=slow:1:2000")
         target.write_text("before\n")
-        running = subprocess.Popen([BIN / "plu_debug", "metrics", target], stderr=subprocess.DEVNULL)
+        running = self.client_running("metrics", target)
         self.wait_for_request("walk")
+        status, _, errors = self.client("-t", "0.2", "metrics", target)    # says nothing of the process
+        self.assertEqual(status, 3)
+        self.assertIn(f"busy: another client, pid {running.pid}", errors)
         running.send_signal(signal.SIGINT)
         self.assertEqual(running.wait(PATIENCE), 130)
         self.assertEqual(target.read_text(), "before\n")
@@ -292,6 +321,31 @@ class Recordings(ClientTest):
             self.assertEqual(status, 2)
             self.assertIn("it is no regular file", errors)
         self.assertTrue((self.folder / "pipe").is_fifo())
+
+    def test_record_keeps_rights_and_removes_what_killed_clients_left(self):
+        self.start(*self.answering(walk=self.LINES))
+        saved = self.folder / "saved"
+        saved.write_text("before\n")
+        saved.chmod(0o600)
+        ended = subprocess.Popen(["true"])
+        ended.wait()
+        for pid in (ended.pid, os.getpid()):
+            (self.folder / f"saved.new.{pid}").write_text("")
+        self.assertEqual(self.client("record", saved)[0], 0)
+        self.assertEqual(saved.stat().st_mode & 0o777, 0o600)
+        self.assertEqual({path.name for path in self.folder.glob("saved*")},
+                         {"saved", f"saved.new.{os.getpid()}"})
+
+    def test_closed_descriptors_are_nobody_else_s(self):
+        self.start(*self.answering(walk=self.LINES))
+        saved = self.folder / "saved"
+        run = ["bash", "-c", '"$@" 2>&- <&-', "-", BIN / "plu_debug", "record", saved]
+        self.assertEqual(subprocess.run(run, check=False).returncode, 0)
+        self.assertEqual(saved.read_text().splitlines(), self.LINES)
+        run = ["bash", "-c", '"$@" >&-', "-", BIN / "plu_debug", "walk"]
+        done = subprocess.run(run, stderr=subprocess.PIPE, check=False)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn(b"cannot write the output", done.stderr)
 
     def diff(self, before, after):
         for name, lines in (("a", before), ("b", after)):

@@ -33,7 +33,7 @@ private:
     std::string take_prefix(std::string_view word);
     std::string take_keyword(const keyword &key, const std::string *value);
     std::string unknown_word(std::string_view word) const;
-    std::string check_complete() const;
+    std::string check_complete();
     [[nodiscard]] const keyword *find_keyword(std::string_view word) const;
     [[nodiscard]] std::string usage() const;
 
@@ -100,10 +100,6 @@ std::string argument_parser::take_prefix(std::string_view word) {
     if (value.host_bits) {
         notes.push_back(quote(word) + " has bits set beyond its length; sent as typed");
     }
-    if (value.low == 0 && same_word(row_.name, "cklkupv4")) {
-        notes.emplace_back(
-            "for the address 0.0.0.0 the process takes its example, 64.31.0.0/19 vrf 200");
-    }
     return {};
 }
 
@@ -152,8 +148,13 @@ std::string argument_parser::unknown_word(std::string_view word) const {
     return quote(word) + " does not fit" + hint + usage();
 }
 
-std::string argument_parser::check_complete() const {
-    if (prefix_ || count_ >= row_.required) {
+std::string argument_parser::check_complete() {
+    if (row_.example_without_address && numbers_[0] == 0) {
+        notes.emplace_back(
+            "without an address the process takes its example, 64.31.0.0/19 vrf 200");
+    }
+    const bool prefix_missing = row_.prefix != family::none && !used_.empty() && count_ == 0;
+    if (prefix_ || (count_ >= row_.required && !prefix_missing)) {
         return {};
     }
     const bool wants_prefix = row_.prefix != family::none && count_ == 0;

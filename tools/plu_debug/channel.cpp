@@ -65,11 +65,6 @@ int channel::open() {
     return error != 0 ? error : open_queue(plu_reply_queue, O_RDONLY, replies_);
 }
 
-void channel::close() {
-    requests_.reset();
-    replies_.reset();
-}
-
 bool channel::replaced() const {
     struct stat status {};
     return fstat(replies_.get(), &status) == 0 && status.st_nlink == 0;

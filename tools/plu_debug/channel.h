@@ -19,7 +19,6 @@ class channel {
 public:
     /// Opens both queues of the running process. Returns 0 or the errno of the first failure.
     [[nodiscard]] int open();
-    void close();
 
     /// True when the queues were removed since they were opened: the process restarted.
     [[nodiscard]] bool replaced() const;

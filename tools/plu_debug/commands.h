@@ -43,6 +43,7 @@ struct command {
     std::array<number_slot, 3> numbers;    // a1, a2, a3
     std::span<const keyword> keywords;
     bool changes_state;
+    bool example_without_address = false;    // the process looks up one of its own for 0
 };
 
 /// The 36 rows in the process's order.

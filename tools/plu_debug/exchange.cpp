@@ -89,8 +89,8 @@ exchange_result conversation::send(const plu_debug_request &request) {
         return {};
     }
     if (error == EAGAIN) {
-        return {outcome::busy, "busy: " + std::to_string(queues_.requests_waiting()) +
-                                   " requests already wait for the process"};
+        return {outcome::not_taken, "busy: " + std::to_string(queues_.requests_waiting()) +
+                                        " requests already wait for the process"};
     }
     return {outcome::channel_broken,
             std::string("cannot send the request: ") + std::strerror(error)};
@@ -161,8 +161,8 @@ exchange_result conversation::relay(reply_reader &reader) {
 // A request that was not taken is taken back. One that was taken is owed a reply: after an
 // interrupt it is drained here, else the busy mark tells the next client to do so.
 void conversation::give_up(const plu_debug_request &request, const exchange_result &failure) {
-    if (!queues_.withdraw(request) && failure.kind == outcome::interrupted &&
-        drain_to_end().kind == outcome::done) {
+    if (queues_.withdraw(request) ||
+        (failure.kind == outcome::interrupted && drain_to_end().kind == outcome::done)) {
         lock_.mark_idle();
     }
 }

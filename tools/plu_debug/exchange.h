@@ -24,7 +24,8 @@ enum class outcome {
     no_permission,
     queue_limit,
     channel_broken,    // the queues are not as the process makes them, or the system refuses
-    busy,              // another client, or another request, for the whole time
+    busy,              // another client had the channel for the whole time
+    not_taken,         // the process did not take the request for the whole time
     no_answer,         // taken, but silent for too long
     died,              // the process ended before its reply did
     restarted,

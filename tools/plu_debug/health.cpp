@@ -5,31 +5,13 @@
 #include <cstdio>
 #include <functional>
 
+#include "tools/plu_debug/default_routes.h"
 #include "tools/plu_debug/json_envelope.h"
 #include "tools/plu_debug/json_reply.h"
 #include "tools/plu_debug/stopwatch.h"
 
 namespace client {
 namespace {
-
-constexpr uint64_t walk_recording = 11;
-
-// Default routes have no position in a mask, so the lookup checks always miss them.
-int64_t count_default_routes(const time_limits &limits) {
-    int64_t count = 0;
-    (void)run_quietly("walk", walk_recording, limits, [&](std::string_view line) {
-        count += line.find("/0 ") != std::string_view::npos ? 1 : 0;
-    });
-    return count;
-}
-
-int64_t counter_of(const reply_judge &judge, std::string_view key) {
-    int64_t number = 0;
-    for (const counter_value &value : judge.counters()) {
-        number = key == value.row->key ? value.number : number;
-    }
-    return number;
-}
 
 std::string bad_counters(const reply_judge &judge) {
     std::string text;
@@ -50,10 +32,6 @@ ending judged(const quiet_result &run) {
         how.message = counters;
     }
     return how;
-}
-
-ending findings(const std::string &message) {
-    return {status_findings, verdict_name(verdict::findings), outcome_name(outcome::done), message};
 }
 
 void write_text(const check_result &check, output &out) {
@@ -104,15 +82,8 @@ const std::vector<const char *> &health_checks() {
 
 check_result run_check(const char *name, const time_limits &limits) {
     check_result check{name, run_quietly(name, 0, limits), {}};
-    check.how = judged(check.run);
-    if (check.how.status == status_done && check.run.judge.unexplained_misses() > 0) {
-        const int64_t missed = counter_of(check.run.judge, "prefix_no_match");
-        const int64_t defaults = count_default_routes(limits);
-        if (missed > defaults) {
-            check.how = findings("prefix_no_match=" + std::to_string(missed) + " with " +
-                                 std::to_string(defaults) + " default routes");
-        }
-    }
+    check.how =
+        explained_misses(make_request(name, 0, 0, 0), check.run.judge, limits, judged(check.run));
     return check;
 }
 

@@ -44,8 +44,7 @@ std::string command_lines() {
 std::string local_lines() {
     std::string text;
     for (const local_command &row : local_commands()) {
-        text += "  " + padded(row.name + (" " + std::string(row.form)), local_column) +
-                row.meaning + '\n';
+        text += "  " + padded(usage_of(row), local_column) + row.meaning + '\n';
     }
     return text;
 }
@@ -123,8 +122,7 @@ std::string command_help(std::string_view name) {
 }
 
 std::string local_help(const local_command &row) {
-    const std::string form = row.form;
-    return row.name + (form.empty() ? "" : ' ' + form) + ": " + row.meaning + '\n';
+    return usage_of(row) + ": " + row.meaning + '\n';
 }
 
 }    // namespace
@@ -137,6 +135,10 @@ ending run_help(const std::vector<std::string> &words, const options &chosen,
     }
     if (chosen.interactive && is_shell_word(words[1])) {
         report.out.write(shell_lines());
+        return {};
+    }
+    if (is_listing(words[1])) {
+        report.out.write(words[1] + ": makes the process list its commands\n");
         return {};
     }
     const local_command *local = find_local_command(words[1]);

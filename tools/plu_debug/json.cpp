@@ -1,7 +1,11 @@
 #include "tools/plu_debug/json.h"
 
+#include <locale.h>
+
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cwchar>
 
 namespace client {
 namespace {
@@ -28,14 +32,32 @@ bool is_plain(unsigned char byte) {
     return byte >= ' ' && byte < 0x7f && byte != '"' && byte != '\\';
 }
 
+bool is_utf8(std::string_view text) {
+    if (std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        return true;
+    }
+    const std::string whole(text);
+    static const auto encoding = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    if (encoding == nullptr) {
+        return false;
+    }
+    const locale_t before = uselocale(encoding);
+    const char *from = whole.c_str();
+    std::mbstate_t state{};
+    const size_t length = std::mbsrtowcs(nullptr, &from, 0, &state);
+    uselocale(before);
+    return length != static_cast<size_t>(-1);
+}
+
 }    // namespace
 
 std::string json_escaped(std::string_view text) {
     std::string result;
     result.reserve(text.size());
+    const bool utf8 = is_utf8(text);
     for (const char character : text) {
         const auto byte = static_cast<unsigned char>(character);
-        if (is_plain(byte)) {
+        if (is_plain(byte) || (utf8 && byte >= 0x80)) {
             result += character;
         } else {
             result += escaped_byte(byte);

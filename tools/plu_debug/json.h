@@ -9,8 +9,8 @@
 
 namespace client {
 
-/// Text as the inside of a JSON string. Bytes that are no ASCII stand for the characters of that
-/// number.
+/// Text as the inside of a JSON string. When the text is not UTF-8, bytes that are no ASCII stand
+/// for the characters of that number.
 std::string json_escaped(std::string_view text);
 
 /// A whole JSON string with its quotes.

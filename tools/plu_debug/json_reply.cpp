@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "tools/plu_debug/default_routes.h"
 #include "tools/plu_debug/json_envelope.h"
 
 namespace client {
@@ -43,9 +44,11 @@ exit_status run_as_json(const parsed_command &command, const std::vector<std::st
     write_arguments(std::array{command.request.a1, command.request.a2, command.request.a3}, json);
     json_reader reader(json, judge);
     const exchange_result result = exchange(command.request, chosen.limits, reader);
+    judge.finish();
     reader.close();
     write_counters(judge, json);
-    const ending how = ending_of(result, judge);
+    const ending how =
+        explained_misses(command.request, judge, chosen.limits, ending_of(result, judge));
     end_envelope(watch, how, json);
     return how.status;
 }

@@ -31,6 +31,10 @@ std::span<const local_command> local_commands() {
     return rows;
 }
 
+std::string usage_of(const local_command &row) {
+    return std::string(row.name) + (*row.form == '\0' ? "" : " ") + row.form;
+}
+
 const local_command *find_local_command(std::string_view name) {
     for (const local_command &row : rows) {
         if (same_word(row.name, name)) {

@@ -28,6 +28,9 @@ struct local_command {
 
 std::span<const local_command> local_commands();
 
+/// Its name and arguments.
+std::string usage_of(const local_command &row);
+
 /// Null when there is none of that name.
 const local_command *find_local_command(std::string_view name);
 

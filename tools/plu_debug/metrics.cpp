@@ -1,5 +1,8 @@
 #include "tools/plu_debug/metrics.h"
 
+#include <algorithm>
+#include <array>
+
 #include "tools/plu_debug/card_usage.h"
 #include "tools/plu_debug/destination.h"
 #include "tools/plu_debug/health.h"
@@ -152,6 +155,14 @@ ending collector::collect() {
     return how_;
 }
 
+/// What the file says stays then.
+bool says_nothing_of_the_process(const ending &how) {
+    const std::string_view outcome_word = how.outcome;
+    return std::ranges::any_of(
+        std::array{outcome::interrupted, outcome::busy, outcome::no_permission},
+        [&](outcome kind) { return outcome_word == outcome_name(kind); });
+}
+
 }    // namespace
 
 ending run_metrics(const std::vector<std::string> &words, const options &chosen,
@@ -162,8 +173,9 @@ ending run_metrics(const std::vector<std::string> &words, const options &chosen,
     }
     metric_families families;
     ending how = collector(families, chosen.limits).collect();
-    if (how.status == status_interrupted) {
-        return how;    // nothing is known of the process: what the file says stays
+    if (says_nothing_of_the_process(how)) {
+        how.message += "; no metrics are written";
+        return how;
     }
     if (families.up.samples.empty()) {
         families.up.add("", "0");

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <optional>
 
+#include "tools/plu_debug/arguments.h"
 #include "tools/plu_debug/local_commands.h"
 #include "tools/plu_debug/nearest.h"
 #include "tools/plu_debug/number.h"
@@ -31,7 +32,7 @@ bool set_limits(time_limits &limits, const std::string &word) {
     const auto seconds = parse_seconds(word);
     limits.first = seconds.value_or(limits.first);
     limits.gap = seconds.value_or(limits.gap);
-    return seconds.has_value();
+    return seconds.has_value() && seconds->count() > 0;
 }
 
 bool set_repeat(options &chosen, const std::string &word) {
@@ -129,7 +130,7 @@ option_word split_option(const std::string &word) {
 }
 
 bool is_option(const std::string &word) {
-    return word.size() > 1 && word[0] == '-' && word != "-h" && word != "-help";
+    return word.size() > 1 && word[0] == '-' && !is_listing(word);
 }
 
 // Options of a local command are words of that command.

@@ -27,6 +27,8 @@ const char *outcome_name(outcome kind) {
             return "channel_broken";
         case outcome::busy:
             return "busy";
+        case outcome::not_taken:
+            return "not_taken";
         case outcome::no_answer:
             return "no_answer";
         case outcome::died:

@@ -95,6 +95,7 @@ bool prefix_sorter::finish() {
 // A run that is read to its end is closed.
 void prefix_sorter::read_head(run &source) {
     if (fread(&source.head, sizeof source.head, 1, source.file.get()) != 1) {
+        failed_ = failed_ || ferror(source.file.get()) != 0;
         source.file.reset();
     }
 }

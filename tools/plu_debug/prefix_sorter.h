@@ -48,6 +48,9 @@ public:
     /// The next prefix in order, equal ones once; none at the end.
     std::optional<table_prefix> next();
 
+    /// True when what was spilled could not be read again: next() has left out some.
+    [[nodiscard]] bool failed() const { return failed_; }
+
 private:
     static constexpr size_t default_chunk = size_t{1} << 18;
 
@@ -64,6 +67,7 @@ private:
     std::optional<table_prefix> smallest();
 
     size_t chunk_;
+    bool failed_ = false;
     std::vector<table_prefix> prefixes_;
     std::vector<run> runs_;
     std::optional<table_prefix> last_;

@@ -42,6 +42,7 @@ quiet_result run_quietly(const plu_debug_request &request, const time_limits &li
     quiet_result result{{}, reply_judge(request.name), 0};
     quiet_reader reader(result.judge, line);
     result.exchange = exchange(request, limits, reader);
+    result.judge.finish();
     result.seconds = watch.seconds();
     return result;
 }

@@ -133,6 +133,9 @@ ending run_diff(const std::vector<std::string> &words, const options & /*chosen*
     if (!compared.run(before.prefixes, after.prefixes)) {
         return interrupted();
     }
+    if (before.prefixes.failed() || after.prefixes.failed()) {
+        return file_failure("a temporary file cannot be read; the comparison is not whole");
+    }
     const change_counts total = compared.write_sums();
     const size_t bad_lines = before.bad_lines + after.bad_lines;
     report.counters = {{"added", static_cast<int64_t>(total.added)},

@@ -127,8 +127,8 @@ exchange_result reply_wait::time_is_over() {
     }
     const std::string who = "the process" + pid_text(server_);
     if (queues_.requests_waiting() > 0) {
-        return {outcome::busy, who + " is busy: it did not take the request within " +
-                                   seconds_text(limit()) + "; the request was withdrawn"};
+        return {outcome::not_taken, who + " is busy: it did not take the request within " +
+                                        seconds_text(limit()) + "; the request was withdrawn"};
     }
     return {outcome::no_answer, who + " took the request but sent nothing for " +
                                     seconds_text(limit()) +

@@ -70,7 +70,7 @@ exit_status runner::run_local(const local_command &row, const std::vector<std::s
                               json_writer &json) {
     const size_t count = words.size() - 1;
     if (count < row.least || count > row.most) {
-        return not_run(words, wrong_usage(std::string("use: ") + row.name + ' ' + row.form));
+        return not_run(words, wrong_usage("use: " + usage_of(row)));
     }
     if (chosen_.json) {
         return row.run_as_json != nullptr ? row.run_as_json(words, chosen_, json)
@@ -145,6 +145,9 @@ exit_status runner::run_script() {
         const exit_status status = run_line(line);
         end_run();
         worst = std::max(worst, status);
+        if (out_.error() != 0) {
+            return worst;    // nobody is left to read
+        }
         if (status != status_done && (!chosen_.keep_going || status == status_interrupted)) {
             if (status != status_usage) {
                 notice(place_ + "'" + line + "' ended with status " + std::to_string(status));
@@ -180,6 +183,9 @@ exit_status runner::run_repeatedly() {
         worst = std::max(worst, status);
         if (status == status_usage || status == status_interrupted) {
             return status;
+        }
+        if (out_.error() != 0) {
+            return worst;
         }
     }
     return worst;

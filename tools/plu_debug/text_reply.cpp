@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tools/plu_debug/default_routes.h"
 #include "tools/plu_debug/verdict.h"
 
 namespace client {
@@ -28,6 +29,7 @@ exit_status run_as_text(const parsed_command &command, const options &chosen, ou
     reply_judge judge(command.row == nullptr ? command.request.name : command.row->name);
     text_reader reader(out, judge);
     const exchange_result result = exchange(command.request, chosen.limits, reader);
+    judge.finish();
     out.flush();
     if (result.kind != outcome::done) {
         if (result.kind != outcome::interrupted) {
@@ -35,14 +37,19 @@ exit_status run_as_text(const parsed_command &command, const options &chosen, ou
         }
         return status_of(result.kind);
     }
+    const ending how =
+        explained_misses(command.request, judge, chosen.limits, ending_of(result, judge));
     if (judge.lacks_summary() && judge.result() != verdict::refused) {
         notice("the reply lacks the check's summary");
     } else if (judge.unexplained_misses() > 0 && judge.result() == verdict::ok) {
-        notice(std::to_string(judge.unexplained_misses()) +
-               " misses are not shown; all shown ones are default routes, which always miss "
-               "(cklkuphw lists every miss)");
+        notice(how.status == status_done
+                   ? std::to_string(judge.unexplained_misses()) +
+                         " misses are not shown; all are default routes, which always miss"
+                   : how.message + (same_word(command.request.name, "cklkuphw")
+                                        ? ""
+                                        : " (cklkuphw lists every miss)"));
     }
-    return judge.status();
+    return how.status;
 }
 
 }    // namespace client

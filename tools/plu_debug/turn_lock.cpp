@@ -50,17 +50,40 @@ std::string file_name() {
 }    // namespace
 
 turn_lock::turn_lock() {
+    open_file();
+}
+
+void turn_lock::open_file() {
     const std::string name = file_name();
     for (const char *place : places) {
-        file_.reset(open_or_create((place + name).c_str()));
+        path_ = place + name;
+        file_.reset(open_or_create(path_.c_str()));
         if (file_.is_open()) {
             return;
         }
     }
 }
 
+/// Somebody may remove the file, as some systems do when its owner logs out.
+bool turn_lock::is_in_place() const {
+    struct stat held {};
+    struct stat named {};
+    return fstat(file_.get(), &held) == 0 && stat(path_.c_str(), &named) == 0 &&
+           held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+}
+
 bool turn_lock::try_take() {
-    return !file_.is_open() || flock(file_.get(), LOCK_EX | LOCK_NB) == 0;
+    if (!file_.is_open()) {
+        return true;
+    }
+    if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+        return false;
+    }
+    if (is_in_place()) {
+        return true;
+    }
+    open_file();
+    return false;
 }
 
 pid_t turn_lock::pid_in_file() const {

@@ -5,6 +5,8 @@
 
 #include <sys/types.h>
 
+#include <string>
+
 #include "tools/plu_debug/file_handle.h"
 
 namespace client {
@@ -28,6 +30,10 @@ public:
     void release() const;
 
 private:
+    void open_file();
+    [[nodiscard]] bool is_in_place() const;
+
+    std::string path_;
     file_handle file_;
 };
 

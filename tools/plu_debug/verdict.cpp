@@ -8,6 +8,8 @@ namespace {
 
 constexpr size_t longest_line = 65536;    // what a line may grow to before it is judged as it is
 
+constexpr std::string_view failed_lookup = "phu_plu_lookup() lookup failed";
+
 struct telling_line {
     std::string_view text;
     bool at_end;    // the line ends with the text, else it starts with it
@@ -38,12 +40,15 @@ constexpr telling_line telling_lines[] = {
     {"invalid bank_id ", false, verdict::findings},
     {"tree deeper than ", false, verdict::findings},
     {"ERR", false, verdict::findings},
+    {" next tn (nil)", true, verdict::findings},
+    {"node type not handled:", false, verdict::findings},
+    {"invalide key bits used ", false, verdict::findings},
     {"invalid level ", false, verdict::findings},
     {"failed to read ", false, verdict::findings},
     {"hw index is zero , but ", false, verdict::findings},
     {"no active npu found", false, verdict::findings},
     {"Wrong node type: ", false, verdict::findings},
-    {"phu_plu_lookup() lookup failed", false, verdict::findings},
+    {failed_lookup, false, verdict::findings},
     {"parent_la_index reached max", false, verdict::findings},
 };
 
@@ -53,15 +58,15 @@ struct return_code {
 };
 
 constexpr return_code return_codes[] = {
-    {"addv4", ", rc 0x"},  {"delv4", ", rc 0x"},  {"addv6", ", rc 0x"}, {"delv6", ", rc 0x"},
-    {"regr32", ", rc:0x"}, {"regw32", ", rc:0x"}, {"v4", "  rc 0x"},    {"v6", "rc 0x"},
-    {"v4hw", ", rc = 0x"}, {"v6hw", ": rc = 0x"},
+    {"addv4", ", rc 0x"}, {"delv4", ", rc 0x"},  {"addv6", ", rc 0x"},
+    {"delv6", ", rc 0x"}, {"regr32", ", rc:0x"}, {"regw32", ", rc:0x"},
 };
 
 constexpr std::string_view checks[] = {"ckall",   "ckbank", "ckbmsf",  "ckhmask",
                                        "ckparbl", "cklkup", "cklkuphw"};
 
 constexpr std::string_view missed_lookup = "lookup missed: ";
+constexpr std::string_view tree_answer = "phu_search() results: ";
 
 /// The row of a command whose lines carry a return code, else null.
 const return_code *return_code_of(std::string_view command) {
@@ -90,6 +95,7 @@ reply_judge::reply_judge(std::string_view command)
       checks_lookups_(command == "cklkuphw"),
       has_return_code_(return_code_of(command) != nullptr) {
     expect(missed_lookup, false);
+    expect(tree_answer, false);
     for (const telling_line &telling : telling_lines) {
         expect(telling.text, telling.at_end);
     }
@@ -137,6 +143,11 @@ void reply_judge::piece(std::string_view text) {
     }
 }
 
+void reply_judge::finish() {
+    line(carry_);
+    carry_.clear();
+}
+
 void reply_judge::line(std::string_view text) {
     if (text.empty() || !may_tell(text)) {
         return;
@@ -162,8 +173,12 @@ void reply_judge::judge_line(std::string_view text) {
         }
         return;
     }
-    if (checks_lookups_ && text.starts_with("ERR: both tt and me_exists are 0")) {
-        return;    // the miss that it leads to is judged
+    if (text.starts_with(tree_answer)) {
+        default_answers_ = text.find("/0 (exp:") != std::string_view::npos;
+        return;
+    }
+    if (is_harmless(text)) {
+        return;
     }
     if (text.starts_with("invalid bank id ") &&
         text.find(" or node id ") != std::string_view::npos) {
@@ -176,6 +191,15 @@ void reply_judge::judge_line(std::string_view text) {
             return;
         }
     }
+}
+
+bool reply_judge::is_harmless(std::string_view text) const {
+    if (checks_lookups_ && text.starts_with("ERR: both tt and me_exists are 0")) {
+        return true;    // the miss that it leads to is judged
+    }
+    // Nothing covers the address, or a default route does, which has no position in a mask.
+    return text.starts_with(failed_lookup) &&
+           (text.ends_with(", mask len 0 lf (nil)") || default_answers_);
 }
 
 void reply_judge::judge_return_code(std::string_view text) {
@@ -213,10 +237,13 @@ verdict reply_judge::result() const {
     if (lines_ != verdict::ok || lacks_summary()) {
         return std::max(lines_, verdict::findings);
     }
-    // A leaf that only a shorter one answered is in the total and in no other line.
-    const int64_t shorter = counter("total_prefix") - counter("prefix_match") -
-                            counter("prefix_longer_match") - counter("prefix_no_match");
-    return shorter > 0 ? verdict::findings : verdict::ok;
+    return answered_shorter() > 0 ? verdict::findings : verdict::ok;
+}
+
+// A leaf that only a shorter one answered is in the total and in no other line.
+int64_t reply_judge::answered_shorter() const {
+    return counter("total_prefix") - counter("prefix_match") - counter("prefix_longer_match") -
+           counter("prefix_no_match");
 }
 
 bool reply_judge::lacks_summary() const {
@@ -230,6 +257,9 @@ bool reply_judge::lacks_summary() const {
 std::string reply_judge::reason() const {
     if (lines_ == verdict::ok && lacks_summary()) {
         return "the reply lacks the check's summary";
+    }
+    if (lines_ == verdict::ok && answered_shorter() > 0) {
+        return std::to_string(answered_shorter()) + " prefixes are answered by a shorter one";
     }
     return reason_;
 }

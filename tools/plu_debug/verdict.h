@@ -30,6 +30,9 @@ public:
     /// The next piece of the reply; pieces join to lines.
     void piece(std::string_view text);
 
+    /// The reply is over: what is left of a line without an end is one, too.
+    void finish();
+
     /// The verdict on what has been read so far.
     [[nodiscard]] verdict result() const;
     [[nodiscard]] exit_status status() const {
@@ -41,6 +44,8 @@ public:
     [[nodiscard]] std::string reason() const;
     /// A check whose reply ended without all of its counters has not said that the card is clean.
     [[nodiscard]] bool lacks_summary() const;
+    /// The last number of that name; 0 when there was none.
+    [[nodiscard]] int64_t counter(std::string_view key) const;
     /// Misses of the lookup checks that the reply did not show, all shown ones being default
     /// routes, which have no position in a mask and always miss.
     [[nodiscard]] int64_t unexplained_misses() const;
@@ -50,10 +55,10 @@ private:
     [[nodiscard]] bool may_tell(std::string_view text) const;
     void line(std::string_view text);
     void judge_line(std::string_view text);
+    [[nodiscard]] int64_t answered_shorter() const;
+    [[nodiscard]] bool is_harmless(std::string_view text) const;
     void judge_return_code(std::string_view text);
     void raise(verdict value, std::string_view line);
-    [[nodiscard]] int64_t counter(std::string_view key) const;
-
     std::string command_;
     bool checks_lookups_;
     bool has_return_code_;
@@ -65,6 +70,7 @@ private:
     std::string carry_;
     std::string reason_;
     verdict lines_ = verdict::ok;
+    bool default_answers_ = false;    // the latest search ended at a default route
     int64_t default_misses_ = 0;
     int64_t other_misses_ = 0;
 };

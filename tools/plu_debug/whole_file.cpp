@@ -5,14 +5,21 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+
+#include "tools/plu_debug/number.h"
 
 namespace client {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr mode_t new_file_mode = 0666;
+constexpr const char *temporary_mark = ".new.";
 
 std::string complaint(const std::string &name, int error) {
     return "cannot write '" + name + "': " + std::strerror(error);
@@ -32,11 +39,36 @@ bool replaceable(const std::string &target) {
     return stat(target.c_str(), &status) != 0 || S_ISREG(status.st_mode);
 }
 
+/// The rights of what is replaced; what may be read of a new one is the user's choice.
+void keep_rights(const std::string &target, int descriptor) {
+    struct stat before {};
+    if (stat(target.c_str(), &before) == 0) {
+        (void)!fchown(descriptor, before.st_uid, before.st_gid);
+        (void)fchmod(descriptor, before.st_mode & 07777);
+    }
+}
+
+/// Clients that were killed left their temporary files behind.
+void remove_leftovers(const std::string &target) {
+    const fs::path whole(target);
+    const std::string start = whole.filename().string() + temporary_mark;
+    std::error_code error;
+    fs::directory_iterator entry(whole.has_parent_path() ? whole.parent_path() : ".", error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        const auto pid =
+            name.starts_with(start) ? parse_number(name.substr(start.size())) : std::nullopt;
+        if (pid && kill(static_cast<pid_t>(*pid), 0) != 0 && errno == ESRCH) {
+            unlink(entry->path().c_str());
+        }
+    }
+}
+
 }    // namespace
 
 whole_file::whole_file(const std::string &name, std::string &error)
     : name_(target_of(name)),
-      temporary_(name_ + ".new." + std::to_string(getpid())),
+      temporary_(name_ + temporary_mark + std::to_string(getpid())),
       file_(replaceable(name_)
                 ? open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, new_file_mode)
                 : -1),
@@ -46,7 +78,10 @@ whole_file::whole_file(const std::string &name, std::string &error)
         error = replaceable(name_) ? complaint(name, reason)
                                    : "cannot write '" + name + "': it is no regular file";
         temporary_.clear();
+        return;
     }
+    keep_rights(name_, file_.get());
+    remove_leftovers(name_);
 }
 
 whole_file::~whole_file() {

@@ -1,0 +1,42 @@
+#include "tools/plu_debug/default_routes.h"
+
+#include "tools/plu_debug/commands.h"
+#include "tools/plu_debug/quiet_run.h"
+
+namespace client {
+namespace {
+
+constexpr uint64_t walk_recording = 11;
+
+ending unexplained(const std::string &message) {
+    return {status_findings, verdict_name(verdict::findings), outcome_name(outcome::done), message};
+}
+
+}    // namespace
+
+ending explained_misses(const plu_debug_request &request, const reply_judge &judge,
+                        const time_limits &limits, ending how) {
+    const int64_t unshown = judge.unexplained_misses();
+    if (how.status != status_done || unshown == 0) {
+        return how;
+    }
+    // Of a part of the table nobody counts the default routes; cklkuphw shows every miss.
+    const bool whole_table = same_word(request.name, "ckall") || request.a1 == 0;
+    if (!whole_table || same_word(request.name, "cklkuphw")) {
+        return unexplained(std::to_string(unshown) + " misses are not shown");
+    }
+    int64_t defaults = 0;
+    const quiet_result walk =
+        run_quietly("walk", walk_recording, limits, [&](std::string_view line) {
+            defaults += line.find("/0 ") != std::string_view::npos ? 1 : 0;
+        });
+    if (walk.status() != status_done) {
+        return ending_of(walk.exchange, walk.judge);
+    }
+    const int64_t missed = judge.counter("prefix_no_match");
+    return missed <= defaults ? how
+                              : unexplained("prefix_no_match=" + std::to_string(missed) + " with " +
+                                            std::to_string(defaults) + " default routes");
+}
+
+}    // namespace client
