@@ -45,7 +45,7 @@ struct owner_search {
 /// The leaves of an array that no node vouches for: each is asked for before it is followed.
 void print_unowned_leaves(const leaf_array *array) {
     for (int i = 0; array->la_leaves != nullptr && i < leaf_count(array); ++i) {
-        if (fault_reported(leaf_fault(array->la_leaves[i]))) {
+        if (!operator_leaf_readable(array->la_leaves[i])) {
             return;
         }
         tbm_leaf_print(array->la_leaves + i);
@@ -81,7 +81,7 @@ void cmd_showla(uint64_t address, uint64_t force, uint64_t) {
         return;
     }
     const bool listed = owner != nullptr || force != 0;
-    if (listed && fault_reported(leaf_array_fault(array))) {
+    if (listed && operator_leaf_array(address) == nullptr) {
         return;
     }
     plu_debug_printf("la %p tn %p\n", static_cast<const void *>(array),

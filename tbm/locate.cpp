@@ -161,14 +161,13 @@ const char *format_prefix(const tn_path &path, int n) {
 
 }    // namespace
 
-void tn_locate(const tn *target, tn_path &path, bool follow_target) {
+void tn_locate(const tn *target, tn_path &path) {
     path = {};
     const tree_array *root = tbdb_root_of(tbm_handle_or_report());
     if (root == nullptr || !above_root_record(root, target)) {
         return;
     }
-    const leaf *inside = follow_target ? some_leaf(target) : nullptr;
-    if (inside != nullptr) {
+    if (const leaf *inside = some_leaf(target); inside != nullptr) {
         if (key_follower(inside->key, target, path).follow(root) != key_way::elsewhere) {
             return;
         }

@@ -23,9 +23,8 @@ static_assert(sizeof(tn_path) == 232);
 /// Fills the path of `target` (zeroed here first). Not found: found stays 0; a root node counts as
 /// not found, and so does a node more than 24 levels below its root. For an internal node the piece
 /// of its own level is 0. Without a tree sends "NULL tbm_handle\n". Follows the key of a leaf of
-/// the target; only a node to which no such key leads, or whose subtree must not be followed, costs
-/// a pass over the tree.
-void tn_locate(const tn *target, tn_path &path, bool follow_target = true);
+/// the target; only a node to which no such key leads costs a pass over the tree.
+void tn_locate(const tn *target, tn_path &path);
 
 /// True when the key of a leaf leads from its root to `target`: the node hangs in the tree. Follows
 /// nothing of the target's own. False for no leaf or no tree, without a line.

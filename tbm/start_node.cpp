@@ -1,6 +1,7 @@
 #include "tbm/start_node.h"
 
 #include "debug_channel/contexts.h"
+#include "debug_channel/reply.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
@@ -10,10 +11,8 @@ namespace {
 
 constexpr int outside_nodes_max = 100000;    // more cannot hang outside of a healthy tree
 
-/// A node's record and the arrays that it names.
-uint64_t node_fault(const tn *node) {
-    const uint64_t fault = tn_record_fault(reinterpret_cast<uint64_t>(node));
-    return fault != 0 ? fault : tn_arrays_fault(node);
+bool node_readable(const tn *node) {
+    return operator_node(reinterpret_cast<uint64_t>(node)) != nullptr;
 }
 
 /// Search of the whole tree for a node. Within the bounds of a walk, but silent about a tree that
@@ -53,9 +52,10 @@ bool tree_holds(const tn *target) {
     return false;
 }
 
-/// What a node's first children lead to.
+/// What a node's first children lead to; false in `readable` after the line that names the record
+/// in the way.
 struct leaf_below {
-    uint64_t fault;       // the record in the way, 0 for none
+    bool readable;
     const leaf *entry;    // null when there is none
 };
 
@@ -64,113 +64,95 @@ struct leaf_below {
 leaf_below some_leaf_below(const tn *node) {
     for (int level = 0; level < tn_path_nodes && node != nullptr; ++level) {
         const tn *inode = tn_is_intern(node) ? node : tn_inode(node);
-        const uint64_t fault = inode == nullptr || inode == node ? 0 : node_fault(inode);
-        if (fault != 0) {
-            return {fault, nullptr};
+        if (inode != nullptr && inode != node && !node_readable(inode)) {
+            return {false, nullptr};
         }
         const leaf_array *array = inode_leaves(inode);
         if (leaf_count(array) > 0 && array->la_leaves != nullptr) {
-            return {leaf_fault(array->la_leaves[0]), array->la_leaves[0]};
+            return {operator_leaf_readable(array->la_leaves[0]), array->la_leaves[0]};
         }
         const child_slots children = tn_is_search(node) ? tn_child_slots(node) : child_slots{};
         node = children.first < children.end ? children.nodes[children.first] : nullptr;
-        if (const uint64_t child = node == nullptr ? 0 : node_fault(node); child != 0) {
-            return {child, nullptr};
+        if (node != nullptr && !node_readable(node)) {
+            return {false, nullptr};
         }
     }
-    return {0, nullptr};
-}
-
-uint64_t leaves_fault(const leaf_array *array) {
-    for (int i = 0; i < leaf_count(array) && array->la_leaves != nullptr; ++i) {
-        if (const uint64_t fault = leaf_fault(array->la_leaves[i]); fault != 0) {
-            return fault;
-        }
-    }
-    return 0;
+    return {true, nullptr};
 }
 
 /// Asks for every record at and below a node that no tree vouches for. What goes too deep or too
-/// far is no subtree: the node itself is at fault then.
+/// far is no subtree: the line then names the node itself.
 class outside_subtree {
 public:
     explicit outside_subtree(const tn *start) : start_(start) {}
 
-    uint64_t fault() { return fault(start_, 0); }
-    uint64_t below() { return below(start_, 0); }
+    bool readable() { return readable(start_, 0) || explained(); }
+    bool children_readable() { return children_readable(start_, 0) || explained(); }
 
 private:
-    uint64_t fault(const tn *node, int level) {
+    bool readable(const tn *node, int level) {
         if (++nodes_ > outside_nodes_max || level >= tbm_walk_levels) {
-            return reinterpret_cast<uint64_t>(start_);
+            impossible_ = true;
+            return false;
         }
-        if (const uint64_t own = node_fault(node); own != 0) {
-            return own;
+        if (!node_readable(node)) {
+            return false;
         }
-        if (tn_is_search(node)) {
-            return below(node, level);
-        }
-        nodes_ += leaf_count(inode_leaves(node));
-        return leaves_fault(inode_leaves(node));
+        return tn_is_search(node) ? children_readable(node, level) : leaves_readable(node);
     }
 
-    uint64_t below(const tn *node, int level) {
+    bool children_readable(const tn *node, int level) {
         const tree_array *array = node->sn_charray;
         for (int slot = 0; slot < tree_array_slots(array, node); ++slot) {
             const tn *child = array->ta_nodes[slot];
-            const uint64_t found = child == nullptr ? 0 : fault(child, level + 1);
-            if (found != 0) {
-                return found;
+            if (child != nullptr && !readable(child, level + 1)) {
+                return false;
             }
         }
-        return 0;
+        return true;
+    }
+
+    bool leaves_readable(const tn *node) {
+        const leaf_array *array = inode_leaves(node);
+        nodes_ += leaf_count(array);
+        for (int i = 0; i < leaf_count(array) && array->la_leaves != nullptr; ++i) {
+            if (!operator_leaf_readable(array->la_leaves[i])) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// Sees to the line of a refusal; false.
+    [[nodiscard]] bool explained() const {
+        if (impossible_) {
+            plu_debug_printf("address 0x%lx is not readable\n", reinterpret_cast<uint64_t>(start_));
+        }
+        return false;
     }
 
     const tn *start_;
     int nodes_ = 0;
+    bool impossible_ = false;
 };
 
 }    // namespace
 
-uint64_t subtree_fault(const tn *node) {
-    if (const uint64_t fault = tn_arrays_fault(node); fault != 0) {
-        return fault;
+tn *operator_start_node(uint64_t address) {
+    tn *node = operator_node(address);
+    if (node == nullptr) {
+        return nullptr;
     }
     const leaf_below below = some_leaf_below(node);
-    if (below.fault != 0 || tn_key_leads_to(below.entry, node) || tree_holds(node)) {
-        return below.fault;
+    if (!below.readable) {
+        return nullptr;
     }
-    return outside_subtree(node).fault();
-}
-
-uint64_t neighbour_fault(const tn *node) {
-    if (const uint64_t fault = tn_arrays_fault(node); fault != 0) {
-        return fault;
+    if (tn_key_leads_to(below.entry, node) || tree_holds(node)) {
+        return node;
     }
-    if (!tn_is_search(node)) {
-        return leaves_fault(inode_leaves(node));
-    }
-    const tree_array *array = node->sn_charray;
-    for (int slot = 0; slot < tree_array_slots(array, node); ++slot) {
-        const tn *child = array->ta_nodes[slot];
-        uint64_t fault = child == nullptr ? 0 : node_fault(child);
-        if (fault == 0 && child != nullptr && !tn_is_search(child)) {
-            fault = leaves_fault(inode_leaves(child));
-        }
-        if (fault != 0) {
-            return fault;
-        }
-    }
-    return 0;
-}
-
-tn *operator_start_node(uint64_t address) {
-    auto *node = reinterpret_cast<tn *>(address);
-    const uint64_t own = tn_record_fault(address);
-    return fault_reported(own != 0 ? own : subtree_fault(node)) ? nullptr : node;
+    return outside_subtree(node).readable() ? node : nullptr;
 }
 
 bool stray_children_readable(const tn *node) {
-    const uint64_t own = children_fault(node);
-    return !fault_reported(own != 0 ? own : outside_subtree(node).below());
+    return operator_children_readable(node) && outside_subtree(node).children_readable();
 }

@@ -11,14 +11,6 @@
 /// the start when what lies there is no subtree at all.
 tn *operator_start_node(uint64_t address);
 
-/// What keeps a command from following the subtree of a node whose record can be read: the address
-/// at fault as above, 0 for nothing.
-uint64_t subtree_fault(const tn *node);
-
-/// What keeps `tn` from showing the node's children and leaves, however the rest of the subtree is:
-/// the address at fault, 0 for nothing.
-uint64_t neighbour_fault(const tn *node);
-
 /// For a node of the tree whose type promises no child array: true when its array can be followed
 /// as one all the same, with all that lies below. The line is the same.
 bool stray_children_readable(const tn *node);

@@ -5,22 +5,15 @@
 #include "tbm/commands.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
-#include "tbm/operator_node.h"
 #include "tbm/search.h"
 #include "tbm/start_node.h"
 #include "tbm/tn_show.h"
 
 namespace {
 
-/// The node of a command's argument, null after the line that refuses it. `fault` is what keeps its
-/// subtree from being followed.
-tn *node_argument(uint64_t address, uint64_t &fault) {
-    if (!tn_address_valid(address) || fault_reported(tn_record_fault(address))) {
-        return nullptr;
-    }
-    auto *node = reinterpret_cast<tn *>(address);
-    fault = subtree_fault(node);
-    return node;
+/// The node of a command's argument, null after the line that refuses it.
+tn *node_argument(uint64_t address) {
+    return tn_address_valid(address) ? operator_start_node(address) : nullptr;
 }
 
 /// Shows a subtree in pre-order, internal nodes first.
@@ -86,43 +79,25 @@ private:
 }    // namespace
 
 void cmd_tn(uint64_t node, uint64_t options, uint64_t mode) {
-    uint64_t fault = 0;
-    const tn *shown = node_argument(node, fault);
-    if (shown == nullptr) {
-        return;
-    }
-    if (fault == 0) {
+    if (const tn *shown = node_argument(node); shown != nullptr) {
         tn_show(shown, options, mode);
-    } else {
-        tn_show_damaged(shown, options, mode, fault);
     }
 }
 
 void cmd_tnwalk(uint64_t node, uint64_t mode, uint64_t) {
-    uint64_t fault = 0;
-    const tn *start = node_argument(node, fault);
-    if (start == nullptr) {
-        return;
+    if (const tn *start = node_argument(node); start != nullptr) {
+        subtree_show show{mode == tn_leaves_only ? mode : 0, {}};
+        show.visit(start, 0);
     }
-    if (fault != 0) {
-        tn_show_damaged(start, 0, mode, fault);
-        return;
-    }
-    subtree_show show{mode == tn_leaves_only ? mode : 0, {}};
-    show.visit(start, 0);
 }
 
 void cmd_tnbl(uint64_t node, uint64_t, uint64_t) {
-    uint64_t fault = 0;
-    const tn *shown = node_argument(node, fault);
+    const tn *shown = node_argument(node);
     if (shown == nullptr) {
         return;
     }
     if (!tn_is_search(shown)) {
         plu_debug_printf("tn %p is not a search node\n", static_cast<const void *>(shown));
-        return;
-    }
-    if (fault_reported(fault)) {
         return;
     }
     const uint64_t groups = shown->sn_ebmap;

@@ -46,17 +46,10 @@ void print_chain(const tn_path &path, const uint32_t *counts) {
 }
 
 /// Does not count when the search has met a bound: the count would, too.
-void locate_and_count(const tn *node, tn_reach reach, tn_path &path, depth_guard &guard,
-                      uint32_t &count) {
-    const bool followed = reach == tn_reach::subtree;
-    tn_locate(node, path, followed);
-    if (!guard.enter(0, node)) {
-        return;
-    }
-    if (followed) {
+void locate_and_count(const tn *node, tn_path &path, depth_guard &guard, uint32_t &count) {
+    tn_locate(node, path);
+    if (guard.enter(0, node)) {
         tn_subtree_count(node, count);
-    } else {
-        count = tn_inode_bit(node);
     }
 }
 
@@ -85,14 +78,14 @@ void print_own_line_end(const tn_path &path, uint32_t count) {
 
 }    // namespace
 
-void tn_show_place(const tn *node, uint64_t options, tn_reach reach) {
+void tn_show_place(const tn *node, uint64_t options) {
     const bool chain = (options & TN_SHOW_CHAIN) != 0;
     const bool placed = chain || (options & TN_SHOW_PARENT) != 0;
     tn_path path{};
     uint32_t count = 0;
     depth_guard guard;
     if (chain) {
-        locate_and_count(node, reach, path, guard, count);
+        locate_and_count(node, path, guard, count);
         uint32_t counts[tn_path_nodes] = {};
         count_chain(path, {node, count}, guard, counts);
         print_chain(path, counts);
@@ -103,7 +96,7 @@ void tn_show_place(const tn *node, uint64_t options, tn_reach reach) {
         return;
     }
     if (!chain) {
-        locate_and_count(node, reach, path, guard, count);
+        locate_and_count(node, path, guard, count);
     } else if (path.found == 0) {
         tbm_handle_or_report();    // the line that a second search without a tree sends
     }

@@ -7,8 +7,6 @@
 #include "phu/hint_dump.h"
 #include "tbm/access.h"
 #include "tbm/node_dump.h"
-#include "tbm/operator_node.h"
-#include "tbm/start_node.h"
 
 namespace {
 
@@ -58,13 +56,10 @@ void print_inode_leaves(const tn *inode) {
     leaf_array_print(array);
 }
 
-void show_search_node(const tn *node, uint64_t options, tn_reach reach) {
+void show_search_node(const tn *node, uint64_t options) {
     tn_hint_dump(node);
     plu_debug_printf("sn_ebmap   0x%016lx  (right most 1 => value 0) \n", node->sn_ebmap);
     plu_debug_printf("hint_ebmap 0x%016lx\n", node->hint_ebmap);
-    if (reach == tn_reach::record) {
-        return;
-    }
     const tree_array *array = tn_child_array(node);    // the node may be another by now
     if (reinterpret_cast<uintptr_t>(array) > reinterpret_cast<uintptr_t>(plu_shm_ctx)) {
         print_children(array, (options & TN_SHOW_ALL_CHILDREN) != 0);
@@ -84,11 +79,13 @@ void show_leaves(const leaf_array *array) {
     leaf_array_print(array);
 }
 
-void show_content(const tn *node, uint64_t options, bool leaves_only, tn_reach reach) {
+}    // namespace
+
+void tn_show_content(const tn *node, uint64_t options, bool leaves_only) {
     switch (tn_type_of(node)) {
         case TN_SEARCH:
             if (!leaves_only) {
-                show_search_node(node, options, reach);
+                show_search_node(node, options);
             }
             break;
         case TN_END:
@@ -99,36 +96,18 @@ void show_content(const tn *node, uint64_t options, bool leaves_only, tn_reach r
                 }
                 plu_debug_printf("in_ibmap   0x%016lx  ((2^len-1) + val)\n", node->in_ibmap);
             }
-            if (reach != tn_reach::record) {
-                show_leaves(inode_leaves(node));    // a search node by now has none
-            }
+            show_leaves(inode_leaves(node));    // a search node by now has none
             break;
         default:
             plu_debug_printf("NODE: type %d\n", static_cast<int>(tn_type_of(node)));
     }
 }
 
-void show(const tn *node, uint64_t options, uint64_t mode, tn_reach reach) {
+void tn_show(const tn *node, uint64_t options, uint64_t mode) {
     const bool leaves_only = mode == tn_leaves_only;
     if (!leaves_only) {
-        tn_show_place(node, options, reach);
+        tn_show_place(node, options);
     }
-    show_content(node, options, leaves_only, reach);
-}
-
-}    // namespace
-
-void tn_show(const tn *node, uint64_t options, uint64_t mode) {
-    show(node, options, mode, tn_reach::subtree);
-    plu_debug_printf("\n");
-}
-
-void tn_show_damaged(const tn *node, uint64_t options, uint64_t mode, uint64_t fault) {
-    const bool low = tn_is_search(node) && reinterpret_cast<uintptr_t>(node->sn_charray) <=
-                                               reinterpret_cast<uintptr_t>(plu_shm_ctx);
-    show(node, options, mode, neighbour_fault(node) == 0 ? tn_reach::neighbours : tn_reach::record);
-    if (!low) {
-        fault_reported(fault);
-    }
+    tn_show_content(node, options, leaves_only);
     plu_debug_printf("\n");
 }

@@ -15,23 +15,13 @@ enum tn_option : uint64_t {
     TN_SHOW_ALL_CHILDREN = 8,
 };
 
-/// How far a command may go from the node that it shows.
-enum class tn_reach {
-    subtree,       // everything at and below it can be followed
-    neighbours,    // its children and leaves, and no further
-    record         // nothing but its own record
-};
+/// Sends the ancestor chain and the node's own line as the options ask for them.
+void tn_show_place(const tn *node, uint64_t options);
 
-/// Sends the ancestor chain and the node's own line as the options ask for them. A subtree that
-/// cannot be followed counts for the node's own inode flag alone.
-void tn_show_place(const tn *node, uint64_t options, tn_reach reach);
+/// Sends the part that depends on the node's type: hint data, bitmaps, children and leaves; with
+/// `leaves_only` the leaves of INTERN and END nodes alone.
+void tn_show_content(const tn *node, uint64_t options, bool leaves_only);
 
-/// The tn command on a node whose subtree can be followed: its place, what its type holds (hint
-/// data, bitmaps, children, leaves) and an empty line; with mode 11 the leaves of INTERN and END
-/// nodes alone.
+/// Place (unless the mode asks for leaves only), content and an empty line: the tn command on a
+/// node that is known to be readable.
 void tn_show(const tn *node, uint64_t options, uint64_t mode);
-
-/// The same of a node whose subtree cannot be followed because of the address at `fault`: leaves
-/// out what hangs there and names the address, unless it is that of a child array which could not
-/// be one anyway.
-void tn_show_damaged(const tn *node, uint64_t options, uint64_t mode, uint64_t fault);

@@ -77,11 +77,7 @@ protected:
 TEST_F(StrayAddress, SubtreesOutsideOfTheTreeAreAskedForDownToTheLeaves) {
     const auto refused = [&](uint64_t at_fault, int line) {
         for (const command run : node_commands) {
-            const std::string reply = reply_of(run, number(&stray.outer), 15);
-            const bool shows =
-                run == cmd_tn || run == cmd_tnwalk;    // the record itself can be read
-            EXPECT_TRUE(reply.ends_with(not_readable(at_fault) + (shows ? "\n" : ""))) << line;
-            EXPECT_EQ(reply.starts_with("NODE SEARCH "), shows) << line;
+            EXPECT_EQ(reply_of(run, number(&stray.outer), 15), not_readable(at_fault)) << line;
         }
     };
     stray.inner.sn_charray = reinterpret_cast<tree_array *>(unmapped);

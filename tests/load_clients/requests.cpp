@@ -1,7 +1,6 @@
 #include "tests/load_clients/requests.h"
 
 #include <algorithm>
-#include <cstring>
 #include <set>
 #include <sstream>
 
@@ -79,9 +78,6 @@ load_request request_maker::next() {
     }
     if (kind < 60) {
         return whole_tree();
-    }
-    if (kind < 200) {
-        return nodes_.empty() || kind % 4 == 0 ? changing_search() : changing_node();
     }
     switch (kind % 5) {
         case 0:
@@ -177,43 +173,6 @@ load_request request_maker::lookup() {
                           static_cast<uint64_t>(i / 2 % 256 + 1);
     return {make_request("v6", high, host, uint64_t{stable_vrf} * 1000 + 128),
             holds_once(" prefix len 82 (64)  prefix " + prefix + "\n")};
-}
-
-/// A search where prefixes come and go, in full detail; its nodes may be gone when they are shown.
-load_request request_maker::changing_search() {
-    const uint64_t way = pick(50);
-    const uint64_t address =
-        (10 + way) << 24 | (way * 17 & 0xff) << 16 | (way * 34 & 0xff) << 8 | (way * 51 & 0xff);
-    return {make_request("v4", address, 3032, 2000 + way % 3), [this](const std::string &reply) {
-                nodes_.clear();
-                for (size_t at = 0; (at = reply.find("tn addr: 0x", at)) != std::string::npos;) {
-                    at += std::strlen("tn addr: ");
-                    nodes_.push_back(std::stoull(reply.substr(at, 18), nullptr, 16));
-                }
-                return holds_once("\nPHU search results:\n  rc 0x")(reply);
-            }};
-}
-
-load_request request_maker::changing_node() {
-    static constexpr struct {
-        const char *name;
-        uint64_t a2;
-        uint64_t a3;
-        const char *begins;    // or says that the node is none
-    } rows[] = {{"tn", 8, 0, "\nNODE "},
-                {"tn", 15, 0, "\nNODE "},
-                {"tn", 0, 11, "\n"},
-                {"tnwalk", 0, 0, "\nNODE "},
-                {"tnwalk", 11, 0, "\n"},
-                {"tnbl", 0, 0, "\nones "},
-                {"cntpfx", 0, 0, "\nwalk tn tree start from "}};
-    const auto &row = rows[pick(std::size(rows))];
-    const uint64_t node = nodes_[pick(static_cast<uint32_t>(nodes_.size()))];
-    return {make_request(row.name, node, row.a2, row.a3), [&row](const std::string &reply) {
-                return (reply.starts_with(row.begins) || reply.starts_with("\naddress 0x") ||
-                        reply.ends_with(" is not a search node\n\n")) &&
-                       reply.ends_with("\n\n");
-            }};
 }
 
 load_request request_maker::edit(unsigned i) {

@@ -45,8 +45,6 @@ private:
     load_request register_word();
     load_request memory();
     load_request lookup();
-    load_request changing_search();
-    load_request changing_node();
     load_request edit(unsigned i);
 
     unsigned client_;
@@ -54,5 +52,4 @@ private:
     std::vector<bool> present_;
     uint32_t sequence_ = 0;
     uint32_t register_value_ = 0;
-    std::vector<uint64_t> nodes_;    // those of the latest search where the table changes
 };

@@ -75,18 +75,6 @@ TEST(ShowLa, OwnerIsTheSearchNodeOrTheNodeItself) {
         EXPECT_EQ(la_owner_find(end->in_lfarray), row.owner) << row.flags;
     }
     EXPECT_EQ(la_owner_find(nullptr), nullptr);
-
-    tn *later = tree.end_at("10.1.0.0/16", 30, 0xabcd);    // below another root
-    tree.add_leaf(later, "10.1.0.0/16", 0xabcd);
-    EXPECT_EQ(la_owner_find(later->in_lfarray), later);
-    later->in_lfarray = tn_inode(node)->in_lfarray;
-    EXPECT_EQ(la_owner_find(inside), node) << "the first in the walk";
-    const tn *inode = tn_inode(node);
-    node->tn_flags = static_cast<uint16_t>(node->tn_flags & ~tn_inode_flag);
-    EXPECT_EQ(la_owner_find(inside), inode) << "a child like any other";
-    node->tn_flags |= tn_inode_flag;
-    node->sn_charray = nullptr;
-    EXPECT_EQ(la_owner_find(inside), later);
 }
 
 TEST(ShowLa, ArrayWithoutOwnerIsListedOnlyByForce) {
