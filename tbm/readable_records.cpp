@@ -5,7 +5,6 @@
 
 namespace {
 
-inline constexpr uint64_t page_size = 4096;     // the smallest page
 inline constexpr int child_slots_max = 1025;    // of the largest stride, with an internal node
 inline constexpr int leaf_slots_max = 2047;     // the internal prefixes of the largest stride
 
@@ -49,30 +48,25 @@ bool readable_records::slots(const void *first, int count) {
            range(first, sizeof(void *) * static_cast<size_t>(count), alignof(void *));
 }
 
-bool readable_records::range(const void *first, size_t size, size_t alignment) {
+bool readable_records::ask(const void *first, size_t size, size_t alignment) {
     const auto address = reinterpret_cast<uint64_t>(first);
     const uint64_t last = address + (size - 1);
     if (first == nullptr || address % alignment != 0 || last < address) {
         return refuse(first);
     }
-    for (uint64_t number = address / page_size; number <= last / page_size; ++number) {
-        if (!page(number)) {
-            return refuse(first);
-        }
-    }
-    return true;
+    const bool held =
+        run_readable(address) && (address / run_bytes == last / run_bytes || run_readable(last));
+    return held || address_readable(address, size) || refuse(first);
 }
 
-bool readable_records::page(uint64_t number) {
-    uint64_t &known = pages_[number % remembered_pages];
-    if (known == number) {
-        return number != 0;
+/// Of the whole run around an address; remembers a yes.
+bool readable_records::run_readable(uint64_t address) {
+    const uint64_t run = address / run_bytes;
+    uint64_t &known = runs_[run % remembered_runs];
+    if (known != run && address_readable(run * run_bytes, run_bytes)) {
+        known = run;
     }
-    if (!address_readable(number * page_size, 1)) {
-        return false;
-    }
-    known = number;
-    return true;
+    return known == run && run != 0;
 }
 
 bool readable_records::refuse(const void *record) {

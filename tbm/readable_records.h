@@ -34,13 +34,21 @@ public:
     [[nodiscard]] uint64_t fault() const { return fault_; }
 
 private:
-    static constexpr size_t remembered_pages = 256;
+    static constexpr uint64_t run_bytes = 0x10000;    // asked for at once where all can be read
+    static constexpr size_t remembered_runs = 256;
 
-    bool range(const void *first, size_t size, size_t alignment);
-    bool page(uint64_t number);
+    bool range(const void *first, size_t size, size_t alignment) {
+        const auto address = reinterpret_cast<uint64_t>(first);
+        const uint64_t run = address / run_bytes;
+        const bool known = runs_[run % remembered_runs] == run && run != 0 &&
+                           address % run_bytes + size <= run_bytes && address % alignment == 0;
+        return known || ask(first, size, alignment);
+    }
+    bool ask(const void *first, size_t size, size_t alignment);
+    bool run_readable(uint64_t address);
     bool slots(const void *first, int count);
     bool refuse(const void *record);
 
     uint64_t fault_ = 0;
-    uint64_t pages_[remembered_pages] = {};
+    uint64_t runs_[remembered_runs] = {};
 };
