@@ -135,6 +135,19 @@ TEST_F(StrayAddress, ALeafArrayUnderATypeWithoutOneIsNotWalkedAsChildren) {
     }
 }
 
+TEST_F(StrayAddress, WalkFollowsAStrayArrayToMoreThan100000Nodes) {
+    constexpr int shared = 330;
+    std::vector<tn *> outer(shared, &stray.inner);
+    std::vector<tn *> inner(shared, leaf_nodes[0]);
+    stray.outer_array = {shared, 0, 0, outer.data()};
+    stray.inner_array = {shared, 0, 0, inner.data()};
+    search_nodes.back()->tn_flags = TN_LEAF;
+    search_nodes.back()->sn_charray = &stray.outer_array;
+    const std::string walked = reply_of(cmd_walk);
+    EXPECT_FALSE(contains(walked, "not readable"));
+    EXPECT_TRUE(contains(walked, "tree walk completed\n"));
+}
+
 TEST_F(StrayAddress, ASearchNodeInThePlaceOfAnInternalNodeHasNoLeaves) {
     for (tn *node : search_nodes) {
         if (tn *inode = tn_inode(node); inode != nullptr) {

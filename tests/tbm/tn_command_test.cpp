@@ -252,4 +252,8 @@ TEST_F(tnbl_test, FirstSlotOfAGroupFollowsTheStride) {
     tree.add_intern(node);
     EXPECT_EQ(named(pieces_of(cmd_tnbl, number(node))[2], {{shown, "CHILD"}}),
               "child idx 03 (01) child_tn CHILD (0x0C/6), longest match for child tn: (null)\n");
+    for (const uint32_t damaged : {0U, 5U, 11U, 15U}) {    // slots as if it were 6
+        node->tn_flags = static_cast<uint16_t>(damaged << tn_stride_shift | tn_inode_flag);
+        EXPECT_TRUE(contains(pieces_of(cmd_tnbl, number(node))[2], "03 (01) child_tn (nil) "));
+    }
 }
