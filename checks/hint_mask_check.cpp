@@ -16,7 +16,7 @@
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
-#include "tbm/start_node.h"
+#include "tbm/operator_node.h"
 
 namespace {
 

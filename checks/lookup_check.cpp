@@ -16,7 +16,7 @@
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
 #include "tbm/key.h"
-#include "tbm/start_node.h"
+#include "tbm/operator_node.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "phu/node_read.h"
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
-#include "tbm/start_node.h"
+#include "tbm/operator_node.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/key.h"
-#include "tbm/start_node.h"
+#include "tbm/operator_node.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "phu/tree_walk.h"
 #include "tbm/access.h"
 #include "tbm/commands.h"
-#include "tbm/start_node.h"
+#include "tbm/operator_node.h"
 
 mask128 leaf_mask = {};
 

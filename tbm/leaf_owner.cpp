@@ -42,16 +42,6 @@ struct owner_search {
     }
 };
 
-/// The leaves of an array that no node vouches for: each is asked for before it is followed.
-void print_unowned_leaves(const leaf_array *array) {
-    for (int i = 0; array->la_leaves != nullptr && i < leaf_count(array); ++i) {
-        if (!operator_leaf_readable(array->la_leaves[i])) {
-            return;
-        }
-        tbm_leaf_print(array->la_leaves + i);
-    }
-}
-
 }    // namespace
 
 tn *la_owner_find(const leaf_array *array) {
@@ -81,7 +71,7 @@ void cmd_showla(uint64_t address, uint64_t force, uint64_t) {
         return;
     }
     const bool listed = owner != nullptr || force != 0;
-    if (listed && operator_leaf_array(address) == nullptr) {
+    if (listed && !operator_leaves_readable(array)) {
         return;
     }
     plu_debug_printf("la %p tn %p\n", static_cast<const void *>(array),
@@ -91,9 +81,5 @@ void cmd_showla(uint64_t address, uint64_t force, uint64_t) {
         return;
     }
     plu_debug_printf("la_nnodes %d (la %p)\n", array->la_nnodes, static_cast<const void *>(array));
-    if (owner != nullptr) {
-        leaf_array_print(array);
-    } else {
-        print_unowned_leaves(array);
-    }
+    operator_leaves_print(array);
 }

@@ -7,6 +7,7 @@
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/key.h"
+#include "tbm/readable_records.h"
 
 namespace {
 
@@ -23,23 +24,34 @@ int group_of_child(const tn *node, int ordinal) {
     return group;
 }
 
-/// A leaf at or below a node, found along its first children; null when there is none.
-const leaf *some_leaf(const tn *node) {
-    for (int level = 0; level < tn_path_nodes && node != nullptr; ++level) {
-        const leaf_array *array = inode_leaves(tn_is_intern(node) ? node : tn_inode(node));
-        if (leaf_count(array) > 0 && array->la_leaves != nullptr) {
-            return array->la_leaves[0];
+/// Search for any leaf at or below a node. Records that cannot be read are passed over: the node
+/// may be an operator's word alone.
+struct leaf_finder {
+    readable_records memory;
+    int visits_left = 1000;
+
+    const leaf *at_or_below(const tn *node, int level) {
+        if (level >= tn_path_nodes || visits_left-- <= 0 || !memory.node(node)) {
+            return nullptr;
         }
-        const child_slots children = tn_is_search(node) ? tn_child_slots(node) : child_slots{};
-        node = children.first < children.end ? children.nodes[children.first] : nullptr;
+        if (!tn_is_search(node)) {
+            const leaf_slots slots = leaf_array_slots(inode_leaves(node));
+            return slots.count > 0 && memory.holds(slots.leaves[0]) ? slots.leaves[0] : nullptr;
+        }
+        const child_slots children = tn_child_slots(node);
+        const leaf *found = nullptr;
+        for (int slot = 0; slot < children.end && found == nullptr; ++slot) {
+            found = at_or_below(children.nodes[slot], level + 1);
+        }
+        return found;
     }
-    return nullptr;
-}
+};
 
 struct locator {
     const tn *target;
     tn_path &path;
     depth_guard guard;
+    readable_records memory;
 
     /// Marks the target as found directly below `node`, in `group` of it.
     bool found_below(tn *node, int level, int group) {
@@ -57,7 +69,8 @@ struct locator {
         if (!guard.enter(level, node)) {
             return false;
         }
-        const child_slots children = tn_child_slots(node);
+        const child_slots children =
+            memory.child_array(node) ? tn_child_slots(node) : child_slots{};
         if (children.first == 1 && children.nodes[0] == target) {
             return found_below(node, level, 0);
         }
@@ -66,7 +79,7 @@ struct locator {
             if (child == target) {
                 return found_below(node, level, group_of_child(node, slot - children.first));
             }
-            if (child != nullptr && tn_is_search(child) && descend(child, level + 1)) {
+            if (memory.holds(child) && tn_is_search(child) && descend(child, level + 1)) {
                 path.nodes[level] = child;
                 path.pieces[2 + level] =
                     static_cast<uint8_t>(group_of_child(node, slot - children.first));
@@ -104,7 +117,7 @@ public:
             return key_way::to_root;
         }
         set_root_pieces(path_, slot);
-        for (int level = 0; level < tn_path_nodes && node != nullptr && tn_is_search(node) &&
+        for (int level = 0; level < tn_path_nodes && memory_.node(node) && tn_is_search(node) &&
                             path_.found == 0 && position_ <= tbm_key_bits_max;
              ++level) {
             node = step(node, level);
@@ -139,6 +152,7 @@ private:
     }
 
     tbm_key key_{};
+    readable_records memory_;
     const tn *target_;
     tn_path &path_;
     uint32_t position_ = tbm_root_bits;
@@ -167,30 +181,23 @@ void tn_locate(const tn *target, tn_path &path) {
     if (root == nullptr || !above_root_record(root, target)) {
         return;
     }
-    if (const leaf *inside = some_leaf(target); inside != nullptr) {
+    if (const leaf *inside = leaf_finder{}.at_or_below(target, 0); inside != nullptr) {
         if (key_follower(inside->key, target, path).follow(root) != key_way::elsewhere) {
             return;
         }
         path = {};
     }
-    locator search{target, path, {}};
+    locator search{target, path, {}, {}};
     for (int i = 0; i < root->ta_nnodes && !search.guard.stopped; ++i) {
         tn *node = root->ta_nodes[i];
         if (node == target) {
             return;
         }
-        if (node != nullptr && tn_is_search(node) && search.descend(node, 0)) {
+        if (search.memory.holds(node) && tn_is_search(node) && search.descend(node, 0)) {
             set_root_pieces(path, i);
             return;
         }
     }
-}
-
-bool tn_key_leads_to(const leaf *entry, const tn *target) {
-    const tree_array *root = tbdb_root_of(tbm_handle_current());
-    tn_path path{};
-    return entry != nullptr && root != nullptr &&
-           key_follower(entry->key, target, path).follow(root) != key_way::elsewhere;
 }
 
 tn *tn_path_parent(const tn_path &path) {

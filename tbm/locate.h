@@ -23,12 +23,9 @@ static_assert(sizeof(tn_path) == 232);
 /// Fills the path of `target` (zeroed here first). Not found: found stays 0; a root node counts as
 /// not found, and so does a node more than 24 levels below its root. For an internal node the piece
 /// of its own level is 0. Without a tree sends "NULL tbm_handle\n". Follows the key of a leaf of
-/// the target; only a node to which no such key leads costs a pass over the tree.
+/// the target; only a node to which no such key leads costs a pass over the tree. Passes over
+/// records that cannot be read.
 void tn_locate(const tn *target, tn_path &path);
-
-/// True when the key of a leaf leads from its root to `target`: the node hangs in the tree. Follows
-/// nothing of the target's own. False for no leaf or no tree, without a line.
-bool tn_key_leads_to(const leaf *entry, const tn *target);
 
 /// The target's parent after a successful search, a root node included. Null when the path was not
 /// found.
@@ -48,7 +45,7 @@ struct counted_subtree {
 };
 
 /// Adds 1 for the inode flag of every node of the subtree and 1 for every child slot in it. The
-/// known subtree inside it is not walked again.
+/// known subtree inside it is not walked again; what cannot be read has nothing below it.
 void tn_subtree_count(const tn *node, uint32_t &count, const counted_subtree &known = {});
 
 /// Packs n 6-bit values, most significant bit first, into (6 n + 7) / 8 bytes of `packed`.

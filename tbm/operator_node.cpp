@@ -1,79 +1,119 @@
 #include "tbm/operator_node.h"
 
-#include "debug_channel/readable.h"
+#include <algorithm>
+
 #include "debug_channel/reply.h"
 #include "tbm/access.h"
+#include "tbm/depth_guard.h"
+#include "tbm/node_dump.h"
+#include "tbm/readable_records.h"
 
 namespace {
 
-inline constexpr int leaf_array_max = 2047;    // the internal prefixes of the largest stride
+/// Asks for every record at and below a node.
+class subtree_question {
+public:
+    explicit subtree_question(const tn *start) : start_(start) {}
 
-bool refuse(uint64_t address) {
-    plu_debug_printf("address 0x%lx is not readable\n", address);
-    return false;
-}
-
-bool aligned_readable(uint64_t address, size_t size, size_t alignment) {
-    if (address % alignment != 0) {
-        return refuse(address);
+    bool readable() { return at_or_below(start_, 0) || explained(); }
+    bool children_readable() {
+        return (memory_.child_array(start_) && below(start_, 0)) || explained();
     }
-    return operator_address_readable(address, size);
-}
 
-/// A null record is fine: nothing follows it.
-template <typename Record>
-bool record_readable(const Record *record) {
-    return record == nullptr ||
-           aligned_readable(reinterpret_cast<uint64_t>(record), sizeof(Record), alignof(Record));
-}
+private:
+    bool at_or_below(const tn *node, int level) {
+        if (left_ == 0 || level >= tbm_walk_levels) {
+            impossible_ = true;
+            return false;
+        }
+        --left_;
+        if (!memory_.node(node)) {
+            return false;
+        }
+        return tn_is_search(node) ? below(node, level) : leaves_readable(node);
+    }
 
-bool slots_readable(const void *slots, int count) {
-    return slots == nullptr || count <= 0 ||
-           aligned_readable(reinterpret_cast<uint64_t>(slots),
-                            sizeof(void *) * static_cast<size_t>(count), alignof(void *));
-}
-
-/// More leaves than a node can hold are no leaves: garbage would have the kernel asked for
-/// gigabytes.
-bool leaf_slots_readable(const leaf_array *array) {
-    if (array == nullptr) {
+    bool below(const tn *node, int level) {
+        const tree_array *array = tn_child_array(node);
+        const int before = tree_array_slots(array, node);
+        tn *const *nodes = before == 0 ? nullptr : current(array->ta_nodes);
+        const int after = tree_array_slots(array, node);    // the slots hold the smaller number
+        for (int slot = 0; nodes != nullptr && slot < std::min(before, after); ++slot) {
+            const tn *child = nodes[slot];
+            if (child != nullptr && !at_or_below(child, level + 1)) {
+                return false;
+            }
+        }
         return true;
     }
-    if (!record_readable(array)) {
+
+    bool leaves_readable(const tn *node) {
+        const leaf_slots slots = leaf_array_slots(inode_leaves(node));
+        for (int i = 0; i < slots.count; ++i) {
+            if (!memory_.slot_leaf(slots.leaves[i])) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// Sends the line of a refusal; false.
+    [[nodiscard]] bool explained() const {
+        report_not_readable(impossible_ ? reinterpret_cast<uint64_t>(start_) : memory_.fault());
         return false;
     }
-    return leaf_count(array) <= leaf_array_max ? slots_readable(array->la_leaves, leaf_count(array))
-                                               : refuse(reinterpret_cast<uint64_t>(array));
+
+    const tn *start_;
+    readable_records memory_;
+    uint32_t left_ = tbm_walk_nodes;
+    bool impossible_ = false;
+};
+
+bool told(bool readable, const readable_records &memory) {
+    if (!readable) {
+        report_not_readable(memory.fault());
+    }
+    return readable;
 }
 
 }    // namespace
 
 tn *operator_node(uint64_t address) {
-    if (!aligned_readable(address, sizeof(tn), alignof(tn))) {
-        return nullptr;
-    }
+    readable_records memory;
     auto *node = reinterpret_cast<tn *>(address);
-    const bool readable = tn_is_search(node) ? operator_children_readable(node)
-                          : tn_is_end(node) || tn_is_intern(node)
-                              ? leaf_slots_readable(node->in_lfarray)
-                              : true;
-    return readable ? node : nullptr;
+    return told(memory.holds(node), memory) ? node : nullptr;
 }
 
-leaf_array *operator_leaf_array(uint64_t address) {
-    if (!aligned_readable(address, sizeof(leaf_array), alignof(leaf_array))) {
-        return nullptr;
-    }
-    auto *array = reinterpret_cast<leaf_array *>(address);
-    return leaf_slots_readable(array) ? array : nullptr;
+tn *operator_start_node(uint64_t address) {
+    auto *node = reinterpret_cast<tn *>(address);
+    return subtree_question(node).readable() ? node : nullptr;
 }
 
-bool operator_leaf_readable(const leaf *entry) {
-    return record_readable(entry);
+bool stray_children_readable(const tn *node) {
+    return subtree_question(node).children_readable();
 }
 
 bool operator_children_readable(const tn *node) {
-    const tree_array *array = node->sn_charray;
-    return array == nullptr || (record_readable(array) &&
-                                slots_readable(array->ta_nodes, tree_array_slots(array, node)));
+    readable_records memory;
+    return told(memory.child_array(node), memory);
+}
+
+bool operator_leaves_readable(const leaf_array *array) {
+    readable_records memory;
+    return told(memory.leaves(array), memory);
+}
+
+void operator_leaves_print(const leaf_array *array) {
+    readable_records memory;
+    // Every line may wait for the client while the library changes the array.
+    for (int i = 0; i < leaf_count(array) && array->la_leaves != nullptr; ++i) {
+        if (!told(memory.slot_leaf(array->la_leaves[i]), memory)) {
+            return;
+        }
+        tbm_leaf_print(array->la_leaves + i);
+    }
+}
+
+void report_not_readable(uint64_t address) {
+    plu_debug_printf("address 0x%lx is not readable\n", address);
 }

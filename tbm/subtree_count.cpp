@@ -3,6 +3,7 @@
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
 #include "tbm/locate.h"
+#include "tbm/readable_records.h"
 
 namespace {
 
@@ -11,6 +12,7 @@ namespace {
 struct subtree_counter {
     counted_subtree known;
     depth_guard guard;
+    readable_records memory;
 
     uint32_t subtree(const tn *node, int level) {
         const uint32_t own = tn_inode_bit(node);
@@ -18,14 +20,14 @@ struct subtree_counter {
     }
 
     uint32_t below(const tn *search_node, int level) {
-        if (!guard.enter(level, search_node)) {
+        if (!guard.enter(level, search_node) || !memory.child_array(search_node)) {
             return 0;
         }
         const child_slots children = tn_child_slots(search_node);
         auto count = static_cast<uint32_t>(std::max(children.end - children.first, 0));
         for (int slot = children.first; slot < children.end; ++slot) {
             const tn *child = children.nodes[slot];
-            if (child == nullptr) {
+            if (!memory.holds(child)) {
                 continue;
             }
             if (!tn_is_search(child)) {
@@ -44,6 +46,6 @@ struct subtree_counter {
 }    // namespace
 
 void tn_subtree_count(const tn *node, uint32_t &count, const counted_subtree &known) {
-    subtree_counter counter{known, {}};
+    subtree_counter counter{known, {}, {}};
     count += counter.subtree(node, 0);
 }

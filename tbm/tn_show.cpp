@@ -6,31 +6,29 @@
 #include "debug_channel/reply.h"
 #include "phu/hint_dump.h"
 #include "tbm/access.h"
-#include "tbm/node_dump.h"
+#include "tbm/operator_node.h"
+#include "tbm/readable_records.h"
 
 namespace {
 
 inline constexpr int children_shown = 5;    // without the option for all of them
 
-void print_child(int index, const tn *child) {
-    if (child == nullptr) {
-        plu_debug_printf("  child%3d %p type:%6s hw_index 0x%08x inode:%d", index, nullptr,
-                         tree_node_type[tree_node_types - 1], 0, 0);
-        plu_debug_printf("\n");
-        return;
-    }
-    plu_debug_printf("  child%3d %p type:%6s hw_index 0x%08x inode:%d", index,
-                     static_cast<const void *>(child), tn_type_name(child), child->hw_index,
-                     static_cast<int>(tn_inode_bit(child)));
-    const tree_array *array = tn_is_search(child) ? tn_child_array(child) : nullptr;
-    if (array == nullptr) {
+/// A child that is missing or cannot be read shows its address alone.
+void print_child(int index, const tn *child, readable_records &memory) {
+    const bool known = memory.holds(child);
+    plu_debug_printf(
+        "  child%3d %p type:%6s hw_index 0x%08x inode:%d", index, static_cast<const void *>(child),
+        known ? tn_type_name(child) : tree_node_type[tree_node_types - 1],
+        known ? child->hw_index : 0, known ? static_cast<int>(tn_inode_bit(child)) : 0);
+    const tree_array *array = known && tn_is_search(child) ? tn_child_array(child) : nullptr;
+    if (!memory.holds(array)) {
         plu_debug_printf("\n");
         return;
     }
     plu_debug_printf(" sn_charray.ta_nnodes:%2d\n", array->ta_nnodes);
 }
 
-void print_children(const tree_array *array, bool all) {
+void print_children(const tree_array *array, bool all, readable_records &memory) {
     const int children = array->ta_nnodes;
     const int inode_exists = array->ta_inode_exists;
     plu_debug_printf("sn_charray->ta_nnodes:%d  sn_charray->ta_inode_exists:%d\n", children,
@@ -41,11 +39,15 @@ void print_children(const tree_array *array, bool all) {
     for (int i = 0; i < shown && i < array->ta_nnodes + (array->ta_inode_exists != 0 ? 1 : 0) &&
                     array->ta_nodes != nullptr;
          ++i) {
-        print_child(i, array->ta_nodes[i]);
+        print_child(i, array->ta_nodes[i], memory);
     }
 }
 
-void print_inode_leaves(const tn *inode) {
+void print_inode_leaves(const tn *inode, readable_records &memory) {
+    if (!memory.node(inode)) {
+        report_not_readable(memory.fault());
+        return;
+    }
     const leaf_array *array = inode_leaves(inode);    // none when another node hangs there
     if (array == nullptr) {
         plu_debug_printf("inode %p in_lfarray is NULL\n", static_cast<const void *>(inode));
@@ -53,7 +55,7 @@ void print_inode_leaves(const tn *inode) {
     }
     plu_debug_printf("inode %p in_lfarray->la_nnodes %d\n", static_cast<const void *>(inode),
                      array->la_nnodes);
-    leaf_array_print(array);
+    operator_leaves_print(array);
 }
 
 void show_search_node(const tn *node, uint64_t options) {
@@ -61,22 +63,31 @@ void show_search_node(const tn *node, uint64_t options) {
     plu_debug_printf("sn_ebmap   0x%016lx  (right most 1 => value 0) \n", node->sn_ebmap);
     plu_debug_printf("hint_ebmap 0x%016lx\n", node->hint_ebmap);
     const tree_array *array = tn_child_array(node);    // the node may be another by now
-    if (reinterpret_cast<uintptr_t>(array) > reinterpret_cast<uintptr_t>(plu_shm_ctx)) {
-        print_children(array, (options & TN_SHOW_ALL_CHILDREN) != 0);
+    const bool listed =
+        reinterpret_cast<uintptr_t>(array) > reinterpret_cast<uintptr_t>(plu_shm_ctx);
+    readable_records memory;
+    if (!memory.child_array(node)) {
+        if (listed) {
+            report_not_readable(memory.fault());
+        }
+        return;
+    }
+    if (listed) {
+        print_children(array, (options & TN_SHOW_ALL_CHILDREN) != 0, memory);
     }
     const tn *inode = (options & TN_SHOW_INODE_LEAVES) != 0 ? tn_inode(node) : nullptr;
     if (inode != nullptr) {
-        print_inode_leaves(inode);
+        print_inode_leaves(inode, memory);
     }
 }
 
 void show_leaves(const leaf_array *array) {
-    if (array == nullptr) {
+    if (array == nullptr || !operator_leaves_readable(array)) {
         return;
     }
     plu_debug_printf("in_lfarray->la_nnodes %d (la %p\n", array->la_nnodes,
                      static_cast<const void *>(array));
-    leaf_array_print(array);
+    operator_leaves_print(array);
 }
 
 }    // namespace

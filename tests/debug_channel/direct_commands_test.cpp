@@ -94,7 +94,9 @@ TEST_F(DirectCommands, MemrDumpsGroupsOfFourAndLinesOfSixteen) {
     }
     const std::string head = format("read start from 0x%lx", number(base));
     const auto dump = [&](uint64_t size) { return run(cmd_memr, number(base), size); };
-    EXPECT_EQ(dump(0), head + "\n");
+    for (const int64_t none : {int64_t{0}, int64_t{-1}, INT64_MIN}) {
+        EXPECT_EQ(dump(static_cast<uint64_t>(none)), head + "\n");
+    }
     EXPECT_EQ(dump(5), head + "\n0x0000   f0f1f2f3 f4\n");
     EXPECT_EQ(dump(17), head + "\n0x0000   f0f1f2f3 f4f5f6f7 f8f9fafb fcfdfeff\n0x0010   00\n");
     const std::vector<std::string> pieces = captured_pieces([&] { cmd_memr(number(base), 5, 0); });
@@ -255,6 +257,13 @@ TEST_F(DirectCommands, RegisterCommandsChooseTheNpu) {
                   format("0x12345678 written (offset:0x1fa8, npu:%d, rc:0x0)\n", c.npu));
         EXPECT_EQ(register_call, (numbers{npu, 0x53450010811fa8, 1, 1, 1, 0x12345678}));
     }
+    f_vector.ot_csr_write = [](int, uint64_t, int, int, int, const void *value) {
+        const uint32_t kept = 0x78;    // the register has fewer bits
+        memcpy(const_cast<void *>(value), &kept, sizeof kept);
+        return 0;
+    };
+    EXPECT_EQ(run(cmd_regw32, 0x1fa8, 0x12345678),
+              "0x00000078 written (offset:0x1fa8, npu:0, rc:0x0)\n");
     uint32_t value = 0;
     EXPECT_EQ(plu_npu_profile_read(&value), 0x4d000001);
     EXPECT_EQ(value, 0xabU);

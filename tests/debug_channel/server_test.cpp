@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <algorithm>
+#include <unistd.h>
+#include <atomic>
+#include <cstring>
 #include <memory>
 #include <thread>
 
@@ -14,6 +16,21 @@
 #include "tests/debug_channel/fake_loader.h"
 #include "tests/debug_channel/stub_handlers.h"
 #include "tests/support/queue_client.h"
+
+namespace {
+
+std::atomic<int> pauses = 0;
+std::atomic<unsigned> last_pause = 0;
+
+}    // namespace
+
+/// In the place of the C library's: the server pauses for so long that a test cannot wait for it.
+extern "C" unsigned sleep(unsigned seconds) {
+    last_pause = seconds;
+    ++pauses;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return 0;
+}
 
 namespace {
 
@@ -118,6 +135,74 @@ TEST_F(Server, ShortRequestKeepsTheArgumentsOfTheOneBefore) {
     ASSERT_EQ(mq_send(client.requests(), "walk", 5, 0), 0);
     ASSERT_TRUE(client.reply());
     EXPECT_EQ(handler_calls().back(), (handler_call{"walk", 7, 8, 9}));
+}
+
+/// The server's own descriptor of a queue.
+int server_descriptor(const char *name, int clients) {
+    for (int descriptor = 0; descriptor < 100; ++descriptor) {
+        char link[64] = {};
+        const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+        if (readlink(path.c_str(), link, sizeof link - 1) > 0 && descriptor != clients &&
+            strcmp(link, name) == 0) {
+            return descriptor;
+        }
+    }
+    return -1;
+}
+
+/// Takes a descriptor away for as long as it lives.
+class unusable {
+public:
+    explicit unusable(int descriptor) : descriptor_(descriptor), kept_(dup(descriptor)) {
+        close(descriptor_);
+    }
+    ~unusable() {
+        dup2(kept_, descriptor_);
+        close(kept_);
+    }
+    unusable(const unusable &) = delete;
+    unusable &operator=(const unusable &) = delete;
+    unusable(unusable &&) = delete;
+    unusable &operator=(unusable &&) = delete;
+
+private:
+    int descriptor_, kept_;
+};
+
+void wait_for_pauses(int wanted) {
+    while (pauses < wanted) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+TEST_F(Server, QueuesThatBecomeUnusableCostTheirMessagesAlone) {
+    {
+        const unusable replies(mqr);
+        reset_handlers([](const handler_call &) { plu_debug_printf("lost"); });
+        ASSERT_TRUE(client.send("walk"));
+        ASSERT_EQ(mq_send(client.requests(), "", 0, 0), 0);    // no request
+        wait_for_pauses(1);
+        EXPECT_EQ(handler_calls().size(), 1U);
+    }
+    mq_attr attributes = {};
+    mq_getattr(client.replies(), &attributes);
+    EXPECT_EQ(attributes.mq_curmsgs, 0);
+    {
+        const unusable requests(server_descriptor(plu_request_queue, client.requests()));
+        ASSERT_TRUE(client.send("walk"));    // served before or after
+        wait_for_pauses(3);
+    }
+    EXPECT_EQ(client.reply(), (texts{"\n", "lost", "\n"}));
+    EXPECT_EQ(echoed("as ever"), "as ever");
+    EXPECT_EQ(last_pause, 30U);
+}
+
+// The last one: later tests of this process would find no queue.
+TEST_F(Server, UnlinkedQueuesServeTheClientsThatHaveThem) {
+    mq_unlink(plu_request_queue);
+    mq_unlink(plu_reply_queue);
+    EXPECT_EQ(echoed("still here"), "still here");
+    EXPECT_EQ(mq_open(plu_request_queue, O_WRONLY), -1);
 }
 
 }    // namespace

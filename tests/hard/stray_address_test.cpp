@@ -13,8 +13,8 @@ namespace {
 
 constexpr uint64_t unmapped = 0x7ffffffff000;
 using command = void (*)(uint64_t, uint64_t, uint64_t);
-constexpr command node_commands[] = {cmd_tn,     cmd_tnwalk,   cmd_tnbl,   cmd_cntpfx,
-                                     cmd_cklkup, cmd_cklkuphw, cmd_ckhmask};
+constexpr command showing_commands[] = {cmd_tn, cmd_tnwalk, cmd_tnbl};
+constexpr command walking_commands[] = {cmd_cntpfx, cmd_cklkup, cmd_cklkuphw, cmd_ckhmask};
 
 std::string not_readable(uint64_t address) {
     return format("address 0x%lx is not readable\n", address);
@@ -74,10 +74,13 @@ protected:
     std::vector<tn *> leaf_nodes;
 };
 
-TEST_F(StrayAddress, SubtreesOutsideOfTheTreeAreAskedForDownToTheLeaves) {
+TEST_F(StrayAddress, SubtreesAreAskedForDownToTheLeavesBeforeTheyAreWalked) {
     const auto refused = [&](uint64_t at_fault, int line) {
-        for (const command run : node_commands) {
+        for (const command run : walking_commands) {
             EXPECT_EQ(reply_of(run, number(&stray.outer), 15), not_readable(at_fault)) << line;
+        }
+        for (const command run : showing_commands) {    // they show what can be read
+            EXPECT_NE(reply_of(run, number(&stray.outer), 15), not_readable(at_fault)) << line;
         }
     };
     stray.inner.sn_charray = reinterpret_cast<tree_array *>(unmapped);
@@ -108,7 +111,10 @@ TEST_F(StrayAddress, RecordsOfOtherKindsEndNoCommand) {
                                            number(node->in_lfarray->la_leaves[0])});
     }
     for (const uint64_t address : addresses) {
-        for (const command run : node_commands) {
+        for (const command run : walking_commands) {
+            EXPECT_NE(reply_of(run, address, 15), "");
+        }
+        for (const command run : showing_commands) {
             EXPECT_NE(reply_of(run, address, 15), "");
         }
         EXPECT_NE(reply_of(cmd_showla, address, 1), "");
@@ -127,6 +133,19 @@ TEST_F(StrayAddress, ALeafArrayUnderATypeWithoutOneIsNotWalkedAsChildren) {
         EXPECT_TRUE(contains(walked, not_readable(unmapped)));
         EXPECT_TRUE(contains(walked, "tree walk completed\n"));
     }
+}
+
+TEST_F(StrayAddress, WalkFollowsAStrayArrayToMoreThan100000Nodes) {
+    constexpr int shared = 330;
+    std::vector<tn *> outer(shared, &stray.inner);
+    std::vector<tn *> inner(shared, leaf_nodes[0]);
+    stray.outer_array = {shared, 0, 0, outer.data()};
+    stray.inner_array = {shared, 0, 0, inner.data()};
+    search_nodes.back()->tn_flags = TN_LEAF;
+    search_nodes.back()->sn_charray = &stray.outer_array;
+    const std::string walked = reply_of(cmd_walk);
+    EXPECT_FALSE(contains(walked, "not readable"));
+    EXPECT_TRUE(contains(walked, "tree walk completed\n"));
 }
 
 TEST_F(StrayAddress, ASearchNodeInThePlaceOfAnInternalNodeHasNoLeaves) {

@@ -73,7 +73,11 @@ void run_client(unsigned number, uint64_t requests, load_counters &counters) {
     for (uint64_t i = first; i < first + requests; ++i) {
         const bool stall = i % (requests_per_stall * clients) == requests_per_stall * number;
         load_reader reader(stall ? load_reader::fate::stall : load_reader::fate::none, 100);
-        ask(stall ? request_maker::recording() : maker.next(), reader, counters);
+        const bool listing = counters.stalled % 2 == 0;
+        ask(!stall    ? maker.next()
+            : listing ? request_maker::leaf_listing()
+                      : request_maker::recording(),
+            reader, counters);
         counters.stalled += stall ? 1 : 0;
     }
     for (const load_request &last : maker.closing()) {

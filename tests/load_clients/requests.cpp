@@ -4,6 +4,7 @@
 #include <set>
 #include <sstream>
 
+#include "tests/load_clients/node_requests.h"
 #include "tests/support/text.h"
 #include "tools/plu_debug/commands.h"
 #include "tools/plu_debug/exchange.h"
@@ -67,6 +68,14 @@ std::string stable_prefix(int i) {
                       : format("2001:db8:%x:%x::/64", i / 512 + 1, i / 2 % 256 + 1);
 }
 
+request_maker::request_maker(unsigned client)
+    : client_(client),
+      random_(client + 1),
+      nodes_(std::make_unique<node_requests>(random_)),
+      present_(edited_prefixes) {}
+
+request_maker::~request_maker() = default;
+
 load_request request_maker::next() {
     ++sequence_;
     const uint32_t kind = pick(1000);
@@ -78,6 +87,9 @@ load_request request_maker::next() {
     }
     if (kind < 60) {
         return whole_tree();
+    }
+    if (kind < 160) {
+        return nodes_->next();
     }
     switch (kind % 5) {
         case 0:
@@ -95,6 +107,13 @@ load_request request_maker::next() {
 
 load_request request_maker::recording() {
     return {make_request("walk", 11, 0, 0), is_recording};
+}
+
+load_request request_maker::leaf_listing() {
+    return {make_request("walk", 1, 0, 0), [](const std::string &reply) {
+                return occurrences(reply, " tbm: ") >= stable_prefixes &&
+                       reply.ends_with("\ntree walk completed\n\n");
+            }};
 }
 
 std::vector<load_request> request_maker::closing() {
@@ -166,7 +185,8 @@ load_request request_maker::lookup() {
     if (i % 2 == 0) {
         const uint64_t address = 0x0a000000 + (static_cast<uint64_t>(i) / 512 << 16) +
                                  (static_cast<uint64_t>(i) / 2 % 256 << 8) + host;
-        return {make_request("v4", address, 32, stable_vrf),
+        // The detail holds for the searches that follow, those in IPv6 too.
+        return {make_request("v4", address, uint64_t{1000} * pick(4) + 32, stable_vrf),
                 holds_once(" prefix len 42 (24)  prefix " + prefix + "\n")};
     }
     const uint64_t high = 0x20010db800000000 + (static_cast<uint64_t>(i / 512 + 1) << 16) +

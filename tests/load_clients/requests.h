@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -22,19 +23,28 @@ struct load_request {
     std::function<bool(const std::string &reply)> right;
 };
 
+class node_requests;
+
 /// Makes one client's requests, from a seed; the prefixes that it adds are its own.
 class request_maker {
 public:
-    explicit request_maker(unsigned client)
-        : client_(client), random_(client + 1), present_(edited_prefixes) {}
+    explicit request_maker(unsigned client);
+    ~request_maker();
+    request_maker(const request_maker &) = delete;
+    request_maker &operator=(const request_maker &) = delete;
+    request_maker(request_maker &&) = delete;
+    request_maker &operator=(request_maker &&) = delete;
 
     load_request next();
 
     /// Requests that take back what next() added.
     std::vector<load_request> closing();
 
-    /// The recording of all prefixes: the longest reply.
+    /// The recording of all prefixes.
     static load_request recording();
+
+    /// All leaves with their places: a reply of as many lines, composed as the walk goes.
+    static load_request leaf_listing();
 
 private:
     static constexpr int edited_prefixes = 50;
@@ -49,6 +59,7 @@ private:
 
     unsigned client_;
     std::minstd_rand random_;
+    std::unique_ptr<node_requests> nodes_;
     std::vector<bool> present_;
     uint32_t sequence_ = 0;
     uint32_t register_value_ = 0;

@@ -77,6 +77,39 @@ TEST(ShowLa, OwnerIsTheSearchNodeOrTheNodeItself) {
     EXPECT_EQ(la_owner_find(nullptr), nullptr);
 }
 
+TEST(ShowLa, FirstOwnerInTheTreeOrNobody) {
+    hand_tree tree;
+    tn *bare = tree.search_at("10.0.0.0/8", 24);    // no internal node, later no children
+    tn *node = tree.search_at("128.0.0.0/8", 24);
+    tree.add_leaf(node, "128.0.0.0/8");
+    tn *second = tree.search_at("10.0.0.0/8", 24, 100);    // below another root
+    tree.add_leaf(second, "10.0.0.0/8", 100);
+    leaf_array *const first_leaves = tn_inode(node)->in_lfarray;
+    leaf_array *const second_leaves = tn_inode(second)->in_lfarray;
+    const struct {
+        const char *change;
+        const leaf_array *array;
+        const tn *owner;
+    } rows[] = {
+        {"", first_leaves, node},         {"", second_leaves, second},
+        {"shared", first_leaves, node},   {"flag off", first_leaves, nullptr},
+        {"no array", first_leaves, node},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(&row - rows);
+        const std::string change = row.change;
+        tree_array *const children = bare->sn_charray;
+        const uint16_t flags = node->tn_flags;
+        tn_inode(second)->in_lfarray = change == "shared" ? first_leaves : second_leaves;
+        node->tn_flags =
+            static_cast<uint16_t>(change == "flag off" ? flags & ~tn_inode_flag : flags);
+        bare->sn_charray = change == "no array" ? nullptr : children;
+        EXPECT_EQ(la_owner_find(row.array), row.owner);
+        node->tn_flags = flags;
+        bare->sn_charray = children;
+    }
+}
+
 TEST(ShowLa, ArrayWithoutOwnerIsListedOnlyByForce) {
     hand_tree tree;
     tree.root();

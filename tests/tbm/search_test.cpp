@@ -191,6 +191,11 @@ TEST_F(search_test, ArgumentsAreLengthDetailAndVrf) {
               "skip searching default prefix\n");
     way.tree.search_at("2001:db8::/32", 18);
     EXPECT_EQ(occurrences(reply_of(cmd_v6, 0x20010db800000000, 0, 200), "child array nodes"), 0U);
+    const std::string whole = reply_of(cmd_v6, 0x20010db800000000, 0, 128);
+    for (const uint64_t length : {129, 200, 255}) {    // count as 128
+        EXPECT_EQ(reply_of(cmd_v6, 0x20010db800000000, 0, length), whole) << length;
+    }
+    EXPECT_EQ(reply_of(cmd_v6, 0x20010db800000000, 0, 256), "skip searching default prefix\n");
     EXPECT_EQ(occurrences(v4(2024), "child array nodes"), 3U);
     EXPECT_EQ(occurrences(reply_of(cmd_v6, 0x20010db800000000, 0, 200), "child array nodes"), 2U);
     EXPECT_EQ(occurrences(v4(24), "child array nodes"), 0U);

@@ -7,6 +7,13 @@
 
 namespace {
 
+constexpr uint64_t wild = 0x7ffffffff000;
+
+template <typename Record>
+Record *at(uint64_t address) {
+    return reinterpret_cast<Record *>(address);
+}
+
 /// The commands on the nodes of a way in a VRF beyond the first root slot.
 class tn_test : public ::testing::Test {
 protected:
@@ -137,8 +144,52 @@ TEST_F(tn_test, RefusesAddressesThatAreNoNodes) {
         EXPECT_EQ(reply_of(command, 0x7ffffffff000, 15), unreadable);
         EXPECT_EQ(reply_of(command, inside), format("address 0x%lx is not readable\n", inside));
     }
-    way.node->sn_charray = reinterpret_cast<tree_array *>(0x7ffffffff000);
-    EXPECT_EQ(tn_text(way.node), unreadable);
+}
+
+/// What a damaged record hides is what hangs below it, whatever node was typed.
+TEST_F(tn_test, DamageHidesOnlyWhatHangsBelowIt) {
+    tn *inode = tree.add_intern(way.node);
+    inode->in_lfarray = tree.make_leaf_array(1);
+    const std::string wild_line = "address 0x7ffffffff000 is not readable\n";
+    const std::string wild_child = "  child  1 0x7ffffffff000 type:INVALID hw_index 0x00000000 ";
+    const std::string bitmaps = "hint_ebmap 0x0000000000000000\n";
+    const std::string not_search = "tn END is not a search node\n";
+    tree_array *const children = way.node->sn_charray;
+    leaf_array *const leaves = way.end->in_lfarray;
+    leaf *const entry = leaves->la_leaves[0];
+    const struct {
+        const char *what;
+        uint64_t damage;
+        const tn *shown;
+        std::string text;    // of tn 15
+    } rows[] = {
+        {"children", 0x1000, way.node, bitmaps + "\n"},
+        {"children", wild, way.node, bitmaps + wild_line + "\n"},
+        {"children", number(children) + 4, way.node, " is not readable\n\n"},
+        {"children", wild, way.vrf_node, "type:SEARCH hw_index 0x00000000 inode:1\n\n"},
+        {"child", wild, way.node, "ta_inode_exists:1\n  child  0 INODE type:INTERN"},
+        {"child", wild, way.node, wild_child + "inode:0\n"},
+        {"inode", wild, way.node, wild_line + "\n"},
+        {"leaves", wild, way.end, "((2^len-1) + val)\naddress LA is not readable\n\n"},
+        {"leaves", wild, way.node, "inode INODE in_lfarray->la_nnodes 1\n  (null)\n\n"},
+        {"leaf", wild, way.end, "in_lfarray->la_nnodes 1 (la LA\n" + wild_line + "\n"},
+    };
+    for (const auto &row : rows) {
+        const std::string what = row.what;
+        SCOPED_TRACE(&row - rows);
+        way.node->sn_charray = what == "children" ? at<tree_array>(row.damage) : children;
+        children->ta_nodes[0] = what == "inode" ? at<tn>(row.damage) : inode;
+        children->ta_nodes[1] = what == "child" ? at<tn>(row.damage) : way.end;
+        way.end->in_lfarray = what == "leaves" ? at<leaf_array>(row.damage) : leaves;
+        leaves->la_leaves[0] = what == "leaf" ? at<leaf>(row.damage) : entry;
+        const std::string text = named(tn_text(row.shown, 15), {{inode, "INODE"}});
+        EXPECT_TRUE(contains(text, row.text)) << text;
+        EXPECT_FALSE(contains(text, " parent: (nil)")) << text;
+        EXPECT_TRUE(contains(way.named(reply_of(cmd_tnwalk, number(way.vrf_node))),
+                             "NODE SEARCH addr: NODE\n"));
+        EXPECT_EQ(way.named(reply_of(cmd_tnbl, number(way.end))), not_search);
+        EXPECT_NE(reply_of(cmd_tnbl, number(way.node)), "");
+    }
 }
 
 TEST_F(tn_test, WithoutATreeEachSearchSaysSo) {
@@ -201,4 +252,8 @@ TEST_F(tnbl_test, FirstSlotOfAGroupFollowsTheStride) {
     tree.add_intern(node);
     EXPECT_EQ(named(pieces_of(cmd_tnbl, number(node))[2], {{shown, "CHILD"}}),
               "child idx 03 (01) child_tn CHILD (0x0C/6), longest match for child tn: (null)\n");
+    for (const uint32_t damaged : {0U, 5U, 11U, 15U}) {    // slots as if it were 6
+        node->tn_flags = static_cast<uint16_t>(damaged << tn_stride_shift | tn_inode_flag);
+        EXPECT_TRUE(contains(pieces_of(cmd_tnbl, number(node))[2], "03 (01) child_tn (nil) "));
+    }
 }

@@ -1,0 +1,75 @@
+#include "tbm/readable_records.h"
+
+#include "debug_channel/readable.h"
+#include "tbm/access.h"
+
+namespace {
+
+inline constexpr int child_slots_max = 1025;    // of the largest stride, with an internal node
+inline constexpr int leaf_slots_max = 2047;     // the internal prefixes of the largest stride
+
+}    // namespace
+
+bool readable_records::node(const tn *record) {
+    if (!holds(record)) {
+        return false;
+    }
+    if (tn_is_search(record)) {
+        return child_array(record);
+    }
+    return (!tn_is_end(record) && !tn_is_intern(record)) || leaves(record->in_lfarray);
+}
+
+bool readable_records::child_array(const tn *record) {
+    const tree_array *array = current(record->sn_charray);
+    if (array == nullptr) {
+        return true;
+    }
+    if (!holds(array)) {
+        return false;
+    }
+    const int count = tree_array_slots(array, record);
+    return count <= child_slots_max ? slots(array->ta_nodes, count) : refuse(array);
+}
+
+bool readable_records::leaves(const leaf_array *array) {
+    if (array == nullptr) {
+        return true;
+    }
+    if (!holds(array)) {
+        return false;
+    }
+    const int count = leaf_count(array);
+    return count <= leaf_slots_max ? slots(array->la_leaves, count) : refuse(array);
+}
+
+bool readable_records::slots(const void *first, int count) {
+    return first == nullptr || count <= 0 ||
+           range(first, sizeof(void *) * static_cast<size_t>(count), alignof(void *));
+}
+
+bool readable_records::ask(const void *first, size_t size, size_t alignment) {
+    const auto address = reinterpret_cast<uint64_t>(first);
+    const uint64_t last = address + (size - 1);
+    if (first == nullptr || address % alignment != 0 || last < address) {
+        return refuse(first);
+    }
+    const bool held =
+        run_readable(address) && (address / run_bytes == last / run_bytes || run_readable(last));
+    return held || address_readable(address, size) || refuse(first);
+}
+
+/// Of the whole run around an address; remembers a yes.
+bool readable_records::run_readable(uint64_t address) {
+    const uint64_t run = address / run_bytes;
+    uint64_t &known = runs_[run % remembered_runs];
+    if (known != run && address_readable(run * run_bytes, run_bytes)) {
+        known = run;
+    }
+    return known == run && run != 0;
+}
+
+bool readable_records::refuse(const void *record) {
+    fault_ = reinterpret_cast<uint64_t>(record);
+    return false;
+}

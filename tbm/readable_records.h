@@ -1,0 +1,54 @@
+// Tree records in memory that nobody vouches for: the kernel is asked before one is read.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "tbm/records.h"
+
+/// Answers for one command, silent; it remembers pages that can be read, so that a walk asks for
+/// each about once. Where no record can begin (misaligned), none can be read.
+class readable_records {
+public:
+    /// One record alone; false for null.
+    template <typename Record>
+    bool holds(const Record *record) {
+        return range(record, sizeof(Record), alignof(Record));
+    }
+
+    /// A node with the array that it names: the children of a SEARCH node, the leaf slots of an
+    /// INTERN or END node.
+    bool node(const tn *record);
+
+    /// The child array of a node, whatever its type, with its slots; no array is fine. More
+    /// children than a node can have are garbage.
+    bool child_array(const tn *record);
+
+    /// A leaf array with its slots; none is fine. The same for more leaves than a node can hold.
+    bool leaves(const leaf_array *array);
+
+    /// A leaf that a slot names; an empty slot is fine.
+    bool slot_leaf(const leaf *entry) { return entry == nullptr || holds(entry); }
+
+    /// The address behind the last false.
+    [[nodiscard]] uint64_t fault() const { return fault_; }
+
+private:
+    static constexpr uint64_t run_bytes = 0x10000;    // asked for at once where all can be read
+    static constexpr size_t remembered_runs = 256;
+
+    bool range(const void *first, size_t size, size_t alignment) {
+        const auto address = reinterpret_cast<uint64_t>(first);
+        const uint64_t run = address / run_bytes;
+        const bool known = runs_[run % remembered_runs] == run && run != 0 &&
+                           address % run_bytes + size <= run_bytes && address % alignment == 0;
+        return known || ask(first, size, alignment);
+    }
+    bool ask(const void *first, size_t size, size_t alignment);
+    bool run_readable(uint64_t address);
+    bool slots(const void *first, int count);
+    bool refuse(const void *record);
+
+    uint64_t fault_ = 0;
+    uint64_t runs_[remembered_runs] = {};
+};
