@@ -1,5 +1,6 @@
 """Long replies of the real process, cut short in every way; what comes after must be right."""
 import json
+import os
 import signal
 import subprocess
 import unittest
@@ -76,6 +77,7 @@ class LongReplies(ClientTest):
 
     def test_a_process_that_stands_still_is_told_of(self):
         self.process.send_signal(signal.SIGSTOP)
+        os.waitpid(self.process.pid, os.WUNTRACED)    # every thread has stopped
         status, output, _ = self.client("-j", "-t", "0.3", "rootsn")
         document = json.loads(output)
         self.assertEqual((status, document["verdict"], document["lines"]), (3, "incomplete", []))
