@@ -200,8 +200,8 @@ void tree_statistics::list_leaves(const leaf_array *array, const leaf_place &pla
     }
     for (int i = 0; i < leaf_count(array); ++i) {    // it may shrink while a line waits
         ++dumpable_leaves;
-        leaf *const *slots = current(array->la_leaves);
-        const leaf *entry = slots == nullptr ? nullptr : slots[i];
+        const leaf_slots slots = leaf_array_slots(array);
+        const leaf *entry = i < slots.count ? slots.leaves[i] : nullptr;
         if (entry == nullptr) {
             continue;
         }

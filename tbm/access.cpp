@@ -37,17 +37,16 @@ tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key) {
 }
 
 tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride) {
-    const tree_array *array = tn_child_array(search_node);
-    if (stride < 6 || stride > 10 || array == nullptr || array->ta_nodes == nullptr) {
+    const child_slots slots = tn_child_slots(search_node);
+    if (stride < 6 || stride > 10) {
         return nullptr;
     }
     const uint32_t group_shift = stride - 6;
     const uint32_t group = chunk >> group_shift;
-    const uint32_t base = (bitmap_count_below(search_node->sn_ebmap, group) << group_shift) +
-                          tn_inode_bit(search_node);
-    const uint32_t slot = base + (chunk & ((1U << group_shift) - 1));
-    const int slots = static_cast<int>(tn_inode_bit(search_node)) + array->ta_nnodes;
-    return static_cast<int>(slot) < slots ? array->ta_nodes + slot : nullptr;
+    const uint32_t children = bitmap_count_below(search_node->sn_ebmap, group) << group_shift;
+    const auto slot =
+        slots.first + static_cast<int>(children + (chunk & ((1U << group_shift) - 1)));
+    return slot < slots.end ? slots.nodes + slot : nullptr;
 }
 
 tn *tn_inode(const tn *node) {

@@ -118,14 +118,21 @@ inline int tn_child_count(const tn *node) {
     return array == nullptr ? 0 : array->ta_nnodes;
 }
 
-/// All slots that a command may read of a search node's child array: an internal-node slot counts
-/// when the node or the array claims one. 0 without slots.
-inline int tree_array_slots(const tree_array *array, const tn *search_node) {
-    if (array == nullptr || array->ta_nodes == nullptr) {
-        return 0;
+/// All slots that a command may read of a search node's child array at one moment: an internal-node
+/// slot counts when the node or the array claims one. None without slots.
+struct array_slots {
+    tn *const *nodes;
+    int count;
+};
+inline array_slots tree_array_slots(const tree_array *array, const tn *search_node) {
+    if (array == nullptr) {
+        return {nullptr, 0};
     }
-    const int children = array->ta_nnodes < 0 ? 0 : array->ta_nnodes;
-    return children + (tn_inode_bit(search_node) != 0 || array->ta_inode_exists != 0);
+    const bool inode = tn_inode_bit(search_node) != 0 || current(array->ta_inode_exists) != 0;
+    const int before = current(array->ta_nnodes);
+    tn *const *nodes = current(array->ta_nodes);
+    const int after = current(array->ta_nnodes);    // the slots hold the smaller number
+    return {nodes, nodes == nullptr ? 0 : std::max(std::min(before, after), 0) + inode};
 }
 
 /// Slots of a search node's child array: the real children are first to end - 1, an internal node
@@ -180,7 +187,7 @@ inline int leaf_count(const leaf_array *array) {
 
 /// Leaves that an array holds at one moment; none without slots.
 struct leaf_slots {
-    leaf *const *leaves;
+    leaf **leaves;
     int count;
 };
 inline leaf_slots leaf_array_slots(const leaf_array *array) {
@@ -188,7 +195,7 @@ inline leaf_slots leaf_array_slots(const leaf_array *array) {
         return {nullptr, 0};
     }
     const int before = current(array->la_nnodes);
-    leaf *const *leaves = current(array->la_leaves);
+    leaf **leaves = current(array->la_leaves);
     const int after = current(array->la_nnodes);
     return {leaves, leaves == nullptr ? 0 : std::min(before, after)};
 }

@@ -50,8 +50,9 @@ struct prefix_statistics {
 
 void set_leaf_mask(const leaf_array *array) {
     leaf_mask = {};
-    for (int i = 0; array->la_leaves != nullptr && i < leaf_count(array); ++i) {
-        if (const leaf *entry = array->la_leaves[i]; entry != nullptr) {
+    const leaf_slots slots = leaf_array_slots(array);
+    for (int i = 0; i < slots.count; ++i) {
+        if (const leaf *entry = slots.leaves[i]; entry != nullptr) {
             mask_set_from_left(leaf_mask, entry->key_bits_used - tbm_header_bits);
         }
     }

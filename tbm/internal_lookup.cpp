@@ -21,8 +21,8 @@ leaf **longest_leaf(const tn *inode, uint32_t prefix, bool narrate) {
                 plu_debug_printf("match found, i %d, lf offset %d, la %p\n", length, offset,
                                  static_cast<void *>(array));
             }
-            const bool held = offset < leaf_count(array) && array->la_leaves != nullptr;
-            return held ? array->la_leaves + offset : nullptr;
+            const leaf_slots slots = leaf_array_slots(array);
+            return offset < slots.count ? slots.leaves + offset : nullptr;
         }
         base /= 2;
         prefix /= 2;

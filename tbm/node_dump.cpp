@@ -120,13 +120,17 @@ void tbm_node_dump(const tn *node, int key_bits, const uint8_t *key, uint32_t de
 }
 
 void tbm_leaf_print(leaf *const *slot) {
-    const leaf *entry = *slot;
+    const leaf *entry = current(*slot);
     plu_debug_printf("  %s\n", entry == nullptr ? "(null)" : leaf_text(entry));
 }
 
 void leaf_array_print(const leaf_array *array) {
     // Every line may wait for the client while the library changes the array.
-    for (int i = 0; i < leaf_count(array) && array->la_leaves != nullptr; ++i) {
-        tbm_leaf_print(array->la_leaves + i);
+    for (int i = 0;; ++i) {
+        const leaf_slots slots = leaf_array_slots(array);
+        if (i >= slots.count) {
+            return;
+        }
+        tbm_leaf_print(slots.leaves + i);
     }
 }

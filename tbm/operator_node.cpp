@@ -1,7 +1,5 @@
 #include "tbm/operator_node.h"
 
-#include <algorithm>
-
 #include "debug_channel/reply.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
@@ -34,12 +32,9 @@ private:
     }
 
     bool below(const tn *node, int level) {
-        const tree_array *array = tn_child_array(node);
-        const int before = tree_array_slots(array, node);
-        tn *const *nodes = before == 0 ? nullptr : current(array->ta_nodes);
-        const int after = tree_array_slots(array, node);    // the slots hold the smaller number
-        for (int slot = 0; nodes != nullptr && slot < std::min(before, after); ++slot) {
-            const tn *child = nodes[slot];
+        const array_slots slots = tree_array_slots(tn_child_array(node), node);
+        for (int slot = 0; slot < slots.count; ++slot) {
+            const tn *child = slots.nodes[slot];
             if (child != nullptr && !at_or_below(child, level + 1)) {
                 return false;
             }
@@ -106,11 +101,12 @@ bool operator_leaves_readable(const leaf_array *array) {
 void operator_leaves_print(const leaf_array *array) {
     readable_records memory;
     // Every line may wait for the client while the library changes the array.
-    for (int i = 0; i < leaf_count(array) && array->la_leaves != nullptr; ++i) {
-        if (!told(memory.slot_leaf(array->la_leaves[i]), memory)) {
+    for (int i = 0;; ++i) {
+        const leaf_slots slots = leaf_array_slots(array);
+        if (i >= slots.count || !told(memory.slot_leaf(slots.leaves[i]), memory)) {
             return;
         }
-        tbm_leaf_print(array->la_leaves + i);
+        tbm_leaf_print(slots.leaves + i);
     }
 }
 

@@ -28,8 +28,8 @@ bool readable_records::child_array(const tn *record) {
     if (!holds(array)) {
         return false;
     }
-    const int count = tree_array_slots(array, record);
-    return count <= child_slots_max ? slots(array->ta_nodes, count) : refuse(array);
+    const array_slots held = tree_array_slots(array, record);
+    return held.count <= child_slots_max ? slots(held.nodes, held.count) : refuse(array);
 }
 
 bool readable_records::leaves(const leaf_array *array) {
@@ -39,8 +39,8 @@ bool readable_records::leaves(const leaf_array *array) {
     if (!holds(array)) {
         return false;
     }
-    const int count = leaf_count(array);
-    return count <= leaf_slots_max ? slots(array->la_leaves, count) : refuse(array);
+    const leaf_slots held = leaf_array_slots(array);
+    return held.count <= leaf_slots_max ? slots(held.leaves, held.count) : refuse(array);
 }
 
 bool readable_records::slots(const void *first, int count) {

@@ -91,9 +91,8 @@ private:
 
     /// Resolved when it is needed: the array's slots move when the library changes it meanwhile.
     [[nodiscard]] leaf *best_leaf() const {
-        const bool held =
-            best_offset_ < leaf_count(best_array_) && best_array_->la_leaves != nullptr;
-        return held ? best_array_->la_leaves[best_offset_] : nullptr;
+        const leaf_slots slots = leaf_array_slots(best_array_);
+        return best_offset_ < slots.count ? slots.leaves[best_offset_] : nullptr;
     }
 
     const tn *hint_descent(const tn *node, uint64_t bitmap) {

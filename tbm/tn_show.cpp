@@ -28,7 +28,7 @@ void print_child(int index, const tn *child, readable_records &memory) {
     plu_debug_printf(" sn_charray.ta_nnodes:%2d\n", array->ta_nnodes);
 }
 
-void print_children(const tree_array *array, bool all, readable_records &memory) {
+void print_children(const tn *node, const tree_array *array, bool all, readable_records &memory) {
     const int children = array->ta_nnodes;
     const int inode_exists = array->ta_inode_exists;
     plu_debug_printf("sn_charray->ta_nnodes:%d  sn_charray->ta_inode_exists:%d\n", children,
@@ -36,10 +36,12 @@ void print_children(const tree_array *array, bool all, readable_records &memory)
     const int shown =
         (all ? children : std::min(children, children_shown)) + (inode_exists != 0 ? 1 : 0);
     // Every line may wait for the client while the library changes the array.
-    for (int i = 0; i < shown && i < array->ta_nnodes + (array->ta_inode_exists != 0 ? 1 : 0) &&
-                    array->ta_nodes != nullptr;
-         ++i) {
-        print_child(i, array->ta_nodes[i], memory);
+    for (int i = 0; i < shown; ++i) {
+        const array_slots slots = tree_array_slots(array, node);
+        if (i >= slots.count) {
+            return;
+        }
+        print_child(i, slots.nodes[i], memory);
     }
 }
 
@@ -73,7 +75,7 @@ void show_search_node(const tn *node, uint64_t options) {
         return;
     }
     if (listed) {
-        print_children(array, (options & TN_SHOW_ALL_CHILDREN) != 0, memory);
+        print_children(node, array, (options & TN_SHOW_ALL_CHILDREN) != 0, memory);
     }
     const tn *inode = (options & TN_SHOW_INODE_LEAVES) != 0 ? tn_inode(node) : nullptr;
     if (inode != nullptr) {
