@@ -7,6 +7,7 @@
 #include "phu/node_image.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
+#include "tbm/readable_records.h"
 
 namespace {
 
@@ -43,23 +44,26 @@ bool is_root_node(const tree_array *root, const tn *node) {
     return false;
 }
 
-/// Search for the first node of each wanted index; ends with the last one found.
+/// Search for the first node of each wanted index; ends with the last one found. It serves the
+/// commands on one node, which must not end at another one that is damaged: that one is passed
+/// over.
 struct owner_search {
     std::span<const hw_index_range> ranges;
     uint32_t missing;
     depth_guard guard;
+    readable_records memory;
 
     void below(tn *node, int level) {
         if (!guard.enter(level, node)) {
             return;
         }
         note(node);
-        if (!tn_is_search(node)) {
+        if (missing == 0 || !tn_is_search(node) || !memory.child_array(node)) {
             return;
         }
         const child_slots children = tn_child_slots(node);
         for (int slot = children.first; slot < children.end && missing > 0; ++slot) {
-            if (tn *child = children.nodes[slot]; child != nullptr) {
+            if (tn *child = children.nodes[slot]; memory.holds(child)) {
                 below(child, level + 1);
             }
         }
@@ -117,7 +121,7 @@ void phu_find_owners(std::span<const hw_index_range> ranges) {
         missing += range.count;
     }
     const tree_array *root = tbdb_root_of(tbm_handle_current());
-    owner_search search{ranges, missing, {}};
+    owner_search search{ranges, missing, {}, {}};
     for (int i = 0; root != nullptr && i < root->ta_nnodes && search.missing > 0; ++i) {
         if (tn *node = root->ta_nodes[i]; node != nullptr) {
             search.below(node, 0);

@@ -7,12 +7,16 @@
 #include "tbm/depth_guard.h"
 #include "tbm/node_dump.h"
 #include "tbm/operator_node.h"
+#include "tbm/readable_records.h"
 
 namespace {
 
+/// Passes over what cannot be read: a damaged node must not end the command on another one's
+/// leaves.
 struct owner_search {
     const leaf_array *array;
     depth_guard guard;
+    readable_records memory;
 
     tn *visit(tn *node, int level) {
         if (!guard.enter(level, node)) {
@@ -21,10 +25,11 @@ struct owner_search {
         if (tn_is_intern(node) || tn_is_end(node)) {
             return tn_inode_bit(node) != 0 && node->in_lfarray == array ? node : nullptr;
         }
-        if (!tn_is_search(node)) {
+        if (!tn_is_search(node) || !memory.child_array(node)) {
             return nullptr;
         }
-        if (inode_leaves(tn_inode(node)) == array) {
+        const tn *inode = tn_inode(node);
+        if (memory.holds(inode) && inode_leaves(inode) == array) {
             return node;
         }
         return visit_children(tn_child_slots(node), level);
@@ -33,7 +38,7 @@ struct owner_search {
     tn *visit_children(const child_slots &children, int level) {
         for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
             tn *child = children.nodes[slot];
-            tn *owner = child == nullptr ? nullptr : visit(child, level + 1);
+            tn *owner = memory.holds(child) ? visit(child, level + 1) : nullptr;
             if (owner != nullptr) {
                 return owner;
             }
@@ -49,7 +54,7 @@ tn *la_owner_find(const leaf_array *array) {
     if (root == nullptr || array == nullptr) {
         return nullptr;
     }
-    owner_search search{array, {}};
+    owner_search search{array, {}, {}};
     for (int i = 0; i < root->ta_nnodes; ++i) {
         tn *node = root->ta_nodes[i];
         tn *owner = node == nullptr ? nullptr : search.visit(node, 0);
@@ -65,12 +70,16 @@ void cmd_showla(uint64_t address, uint64_t force, uint64_t) {
         return;
     }
     const auto *array = reinterpret_cast<const leaf_array *>(address);
-    const tn *owner = la_owner_find(array);
     if (address < reinterpret_cast<uint64_t>(phu_shm_start())) {
         plu_debug_printf("invalide leaf array addr:%p\n", static_cast<const void *>(array));
         return;
     }
+    const tn *owner = la_owner_find(array);
     const bool listed = owner != nullptr || force != 0;
+    if (listed && array == nullptr) {    // without a node in slot 0 no address is too low
+        report_not_readable(address);
+        return;
+    }
     if (listed && !operator_leaves_readable(array)) {
         return;
     }

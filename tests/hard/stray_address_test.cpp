@@ -148,6 +148,30 @@ TEST_F(StrayAddress, WalkFollowsAStrayArrayToMoreThan100000Nodes) {
     EXPECT_TRUE(contains(walked, "tree walk completed\n"));
 }
 
+TEST_F(StrayAddress, ADamagedNodeEndsNoCommandOnOneNode) {
+    const auto everything = [&] {
+        for (const auto *nodes : {&search_nodes, &leaf_nodes}) {
+            for (const tn *node : *nodes) {
+                EXPECT_TRUE(reply_of(cmd_tn, number(node), 15).ends_with("\n\n"));
+                EXPECT_NE(reply_of(cmd_tnwalk, number(node)), "");
+                EXPECT_NE(reply_of(cmd_tnbl, number(node)), "");
+                EXPECT_NE(reply_of(cmd_hwidxr, node->hw_index, 11), "");
+            }
+        }
+        EXPECT_NE(reply_of(cmd_showla, number(leaf_nodes.back()->in_lfarray)), "");
+    };
+    for (tn *node : search_nodes) {
+        tree_array *const array = node->sn_charray;
+        tn *const child = array->ta_nodes[0];
+        node->sn_charray = reinterpret_cast<tree_array *>(unmapped);
+        everything();
+        node->sn_charray = array;
+        array->ta_nodes[0] = reinterpret_cast<tn *>(unmapped);
+        everything();
+        array->ta_nodes[0] = child;
+    }
+}
+
 TEST_F(StrayAddress, ASearchNodeInThePlaceOfAnInternalNodeHasNoLeaves) {
     for (tn *node : search_nodes) {
         if (tn *inode = tn_inode(node); inode != nullptr) {

@@ -126,6 +126,11 @@ TEST(ShowLa, ArrayWithoutOwnerIsListedOnlyByForce) {
               "address 0x7ffffffff000 is not readable\n");
     EXPECT_EQ(reply_of(cmd_showla, 0x7ffffffff000, 1), "address 0x7ffffffff000 is not readable\n");
     EXPECT_EQ(reply_of(cmd_showla, 0x1230, 1), "invalide leaf array addr:0x1230\n");
+    tree.root_array()->ta_nodes[0] = nullptr;
+    EXPECT_EQ(reply_of(cmd_showla, 0, 1), "address 0x0 is not readable\n");
+    EXPECT_EQ(reply_of(cmd_showla, 0),
+              "la (nil) tn (nil)\ncant find leaf array parent tn, skip "
+              "detailed leaf info\n");
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(showla(0), "NULL tbm_handle\n");
 }

@@ -143,7 +143,9 @@ std::string argument_parser::unknown_word(std::string_view word) const {
     std::string hint = did_you_mean(word, candidates);
     if (hint.empty() && !word.empty() &&
         word.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos) {
-        hint = "; hexadecimal numbers begin with 0x";
+        hint = word.find_first_not_of("0123456789") == std::string_view::npos
+                   ? "; it is larger than any number of 64 bits"
+                   : "; hexadecimal numbers begin with 0x";
     }
     return quote(word) + " does not fit" + hint + usage();
 }

@@ -6,7 +6,8 @@ namespace {
 constexpr status_row rows[] = {
     {status_done, "done"},
     {status_findings, "a check found inconsistencies, or the process refused"},
-    {status_usage, "wrong usage, nothing was sent; or a file, or the output, cannot be read or written"},
+    {status_usage,
+     "wrong usage, nothing was sent; or a file, or the output, cannot be read or written"},
     {status_no_answer, "no process, no permission, or no answer in time"},
     {status_interrupted, "interrupted"},
 };

@@ -1,11 +1,8 @@
 #include "tools/plu_debug/json.h"
 
-#include <locale.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cwchar>
 
 namespace client {
 namespace {
@@ -32,21 +29,42 @@ bool is_plain(unsigned char byte) {
     return byte >= ' ' && byte < 0x7f && byte != '"' && byte != '\\';
 }
 
+/// Bytes of the character that the text begins with; 0 when it is none. Neither surrogates nor
+/// forms longer than needed are characters.
+size_t character_length(std::string_view text) {
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned first = byte(0);
+    const size_t length = first < 0x80                    ? 1
+                          : first >= 0xc2 && first < 0xe0 ? 2
+                          : first >= 0xe0 && first < 0xf0 ? 3
+                          : first >= 0xf0 && first < 0xf5 ? 4
+                                                          : 0;
+    if (length == 0 || length > text.size()) {
+        return 0;
+    }
+    for (size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xc0) != 0x80) {
+            return 0;
+        }
+    }
+    const unsigned second = length > 1 ? byte(1) : 0;
+    const bool wrong = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
+                       (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
+    return wrong ? 0 : length;
+}
+
 bool is_utf8(std::string_view text) {
     if (std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
         return true;
     }
-    const std::string whole(text);
-    static const auto encoding = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    if (encoding == nullptr) {
-        return false;
+    while (!text.empty()) {
+        const size_t length = character_length(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
     }
-    const locale_t before = uselocale(encoding);
-    const char *from = whole.c_str();
-    std::mbstate_t state{};
-    const size_t length = std::mbsrtowcs(nullptr, &from, 0, &state);
-    uselocale(before);
-    return length != static_cast<size_t>(-1);
+    return true;
 }
 
 }    // namespace

@@ -1,5 +1,6 @@
 #include "tools/plu_debug/output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,6 +18,9 @@ void output::flush() {
         const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
         if (written > 0) {
             rest.remove_prefix(static_cast<size_t>(written));
+        } else if (errno == EAGAIN) {
+            pollfd writable{descriptor_, POLLOUT, 0};    // somebody else made it non-blocking
+            (void)poll(&writable, 1, -1);
         } else if (errno != EINTR) {
             error_ = errno;
         }

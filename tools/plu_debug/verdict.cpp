@@ -39,6 +39,7 @@ constexpr telling_line telling_lines[] = {
     {" is not writable", true, verdict::refused},
     {"invalid bank_id ", false, verdict::findings},
     {"tree deeper than ", false, verdict::findings},
+    {"tree of more than ", false, verdict::findings},
     {"ERR", false, verdict::findings},
     {" next tn (nil)", true, verdict::findings},
     {"node type not handled:", false, verdict::findings},

@@ -49,6 +49,8 @@ public:
     /// Misses of the lookup checks that the reply did not show, all shown ones being default
     /// routes, which have no position in a mask and always miss.
     [[nodiscard]] int64_t unexplained_misses() const;
+    /// Misses of default routes that the reply showed.
+    [[nodiscard]] int64_t default_misses() const { return default_misses_; }
 
 private:
     void expect(std::string_view text, bool at_end);

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -27,10 +26,13 @@ std::string complaint(const std::string &name, int error) {
 
 /// The file that a name leads to: what is renamed onto a symbolic link would replace the link.
 std::string target_of(const std::string &name) {
-    char *resolved = realpath(name.c_str(), nullptr);
-    std::string target = resolved == nullptr ? name : resolved;
-    std::free(resolved);
-    return target;
+    constexpr int links_max = 40;    // as the kernel
+    fs::path target = name;
+    std::error_code error;
+    for (int i = 0; i < links_max && fs::is_symlink(fs::symlink_status(target, error)); ++i) {
+        target = target.parent_path() / fs::read_symlink(target, error);
+    }
+    return target.string();
 }
 
 /// A device, a pipe or a folder must not give way to a file.
