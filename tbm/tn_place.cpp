@@ -49,7 +49,7 @@ void print_chain(const tn_path &path, const uint32_t *counts) {
 void locate_and_count(const tn *node, tn_path &path, depth_guard &guard, uint32_t &count) {
     tn_locate(node, path);
     if (guard.enter(0, node)) {
-        tn_subtree_count(node, count);
+        tn_subtree_count_readable(node, count);
     }
 }
 
