@@ -31,7 +31,7 @@ struct leaf_finder {
     int visits_left = 1000;
 
     const leaf *at_or_below(const tn *node, int level) {
-        if (level >= tn_path_nodes || visits_left-- <= 0 || !memory.node(node)) {
+        if (node == nullptr || level >= tn_path_nodes || visits_left-- <= 0 || !memory.node(node)) {
             return nullptr;
         }
         if (!tn_is_search(node)) {
@@ -79,7 +79,8 @@ struct locator {
             if (child == target) {
                 return found_below(node, level, group_of_child(node, slot - children.first));
             }
-            if (memory.holds(child) && tn_is_search(child) && descend(child, level + 1)) {
+            if (child != nullptr && memory.holds(child) && tn_is_search(child) &&
+                descend(child, level + 1)) {
                 path.nodes[level] = child;
                 path.pieces[2 + level] =
                     static_cast<uint8_t>(group_of_child(node, slot - children.first));
@@ -117,8 +118,8 @@ public:
             return key_way::to_root;
         }
         set_root_pieces(path_, slot);
-        for (int level = 0; level < tn_path_nodes && memory_.node(node) && tn_is_search(node) &&
-                            path_.found == 0 && position_ <= tbm_key_bits_max;
+        for (int level = 0; level < tn_path_nodes && node != nullptr && memory_.node(node) &&
+                            tn_is_search(node) && path_.found == 0 && position_ <= tbm_key_bits_max;
              ++level) {
             node = step(node, level);
         }
@@ -193,7 +194,8 @@ void tn_locate(const tn *target, tn_path &path) {
         if (node == target) {
             return;
         }
-        if (search.memory.holds(node) && tn_is_search(node) && search.descend(node, 0)) {
+        if (node != nullptr && search.memory.holds(node) && tn_is_search(node) &&
+            search.descend(node, 0)) {
             set_root_pieces(path, i);
             return;
         }

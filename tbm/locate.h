@@ -44,9 +44,12 @@ struct counted_subtree {
     uint32_t count;
 };
 
-/// Adds 1 for the inode flag of every node of the subtree and 1 for every child slot in it. The
-/// known subtree inside it is not walked again; what cannot be read has nothing below it.
-void tn_subtree_count(const tn *node, uint32_t &count, const counted_subtree &known = {});
+/// Adds 1 for the inode flag of every node of the subtree and 1 for every child slot in it.
+void tn_subtree_count(const tn *node, uint32_t &count);
+
+/// The same around a node that an operator typed: nothing hangs below what cannot be read. The
+/// known subtree inside it is not walked again.
+void tn_subtree_count_readable(const tn *node, uint32_t &count, const counted_subtree &known = {});
 
 /// Packs n 6-bit values, most significant bit first, into (6 n + 7) / 8 bytes of `packed`.
 void six_bit_pack(const uint8_t *values, int n, uint8_t *packed);

@@ -54,8 +54,8 @@ bool readable_records::ask(const void *first, size_t size, size_t alignment) {
     if (first == nullptr || address % alignment != 0 || last < address) {
         return refuse(first);
     }
-    const bool held =
-        run_readable(address) && (address / run_bytes == last / run_bytes || run_readable(last));
+    const bool held = ++questions_ > single_questions && run_readable(address) &&
+                      (address / run_bytes == last / run_bytes || run_readable(last));
     return held || address_readable(address, size) || refuse(first);
 }
 

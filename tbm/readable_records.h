@@ -6,8 +6,9 @@
 
 #include "tbm/records.h"
 
-/// Answers for one command, silent; it remembers pages that can be read, so that a walk asks for
-/// each about once. Where no record can begin (misaligned), none can be read.
+/// Answers for one command, silent. After the first few questions it asks for, and remembers, whole
+/// runs of pages, so that a walk asks for each about once. Where no record can begin (misaligned),
+/// none can be read.
 class readable_records {
 public:
     /// One record alone; false for null.
@@ -36,6 +37,7 @@ public:
 private:
     static constexpr uint64_t run_bytes = 0x10000;    // asked for at once where all can be read
     static constexpr size_t remembered_runs = 256;
+    static constexpr int single_questions = 64;
 
     bool range(const void *first, size_t size, size_t alignment) {
         const auto address = reinterpret_cast<uint64_t>(first);
@@ -50,5 +52,6 @@ private:
     bool refuse(const void *record);
 
     uint64_t fault_ = 0;
+    int questions_ = 0;
     uint64_t runs_[remembered_runs] = {};
 };

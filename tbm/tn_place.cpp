@@ -49,7 +49,7 @@ void print_chain(const tn_path &path, const uint32_t *counts) {
 void locate_and_count(const tn *node, tn_path &path, depth_guard &guard, uint32_t &count) {
     tn_locate(node, path);
     if (guard.enter(0, node)) {
-        tn_subtree_count(node, count);
+        tn_subtree_count_readable(node, count);
     }
 }
 
@@ -58,7 +58,7 @@ void locate_and_count(const tn *node, tn_path &path, depth_guard &guard, uint32_
 void count_chain(const tn_path &path, counted_subtree inner, depth_guard &guard, uint32_t *counts) {
     for (int i = static_cast<int>(path.depth) - 1; i >= 0; --i) {
         if (path.nodes[i] != nullptr && guard.enter(i, path.nodes[i])) {
-            tn_subtree_count(path.nodes[i], counts[i], inner);
+            tn_subtree_count_readable(path.nodes[i], counts[i], inner);
             inner = {path.nodes[i], counts[i]};
         }
     }

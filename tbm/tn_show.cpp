@@ -21,7 +21,7 @@ void print_child(int index, const tn *child, readable_records &memory) {
         known ? tn_type_name(child) : tree_node_type[tree_node_types - 1],
         known ? child->hw_index : 0, known ? static_cast<int>(tn_inode_bit(child)) : 0);
     const tree_array *array = known && tn_is_search(child) ? tn_child_array(child) : nullptr;
-    if (!memory.holds(array)) {
+    if (array == nullptr || !memory.holds(array)) {
         plu_debug_printf("\n");
         return;
     }
