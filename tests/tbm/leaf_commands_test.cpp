@@ -126,6 +126,8 @@ TEST(ShowLa, ArrayWithoutOwnerIsListedOnlyByForce) {
               "address 0x7ffffffff000 is not readable\n");
     EXPECT_EQ(reply_of(cmd_showla, 0x7ffffffff000, 1), "address 0x7ffffffff000 is not readable\n");
     EXPECT_EQ(reply_of(cmd_showla, 0x1230, 1), "invalide leaf array addr:0x1230\n");
+    tree.handle()->tbdb_root->ta_nodes[0] = nullptr;    // no lower bound
+    EXPECT_EQ(reply_of(cmd_showla, 0, 1), "address 0x0 is not readable\n");
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(showla(0), "NULL tbm_handle\n");
 }
