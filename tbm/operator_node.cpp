@@ -95,7 +95,7 @@ bool operator_children_readable(const tn *node) {
 
 bool operator_leaves_readable(const leaf_array *array) {
     readable_records memory;
-    return told(memory.leaves(array), memory);
+    return told(memory.holds(array) && memory.leaves(array), memory);
 }
 
 void operator_leaves_print(const leaf_array *array) {

@@ -22,7 +22,7 @@ bool stray_children_readable(const tn *node);
 /// false after the line.
 bool operator_children_readable(const tn *node);
 
-/// The same for a leaf array and its slots.
+/// The same for a leaf array and its slots; null cannot be read.
 bool operator_leaves_readable(const leaf_array *array);
 
 /// Sends a leaf line for each leaf of an array that can be read with its slots; ends with the line

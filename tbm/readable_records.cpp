@@ -1,5 +1,6 @@
 #include "tbm/readable_records.h"
 
+#include "debug_channel/contexts.h"
 #include "debug_channel/readable.h"
 #include "tbm/access.h"
 
@@ -9,6 +10,16 @@ inline constexpr int child_slots_max = 1025;    // of the largest stride, with a
 inline constexpr int leaf_slots_max = 2047;     // the internal prefixes of the largest stride
 
 }    // namespace
+
+readable_records::known_runs readable_records::known_{};
+
+readable_records::readable_records() {
+    const uint64_t base = reinterpret_cast<uint64_t>(plu_shm_ctx) / run_bytes * run_bytes;
+    if (base != known_.base) {
+        known_ = {};
+        known_.base = base;
+    }
+}
 
 bool readable_records::node(const tn *record) {
     if (!holds(record)) {
@@ -54,19 +65,24 @@ bool readable_records::ask(const void *first, size_t size, size_t alignment) {
     if (first == nullptr || address % alignment != 0 || last < address) {
         return refuse(first);
     }
-    const bool held = ++questions_ > single_questions && run_readable(address) &&
-                      (address / run_bytes == last / run_bytes || run_readable(last));
+    const bool held =
+        ++questions_ > single_questions && run_readable(address) && run_readable(last);
     return held || address_readable(address, size) || refuse(first);
 }
 
-/// Of the whole run around an address; remembers a yes.
+/// Of the whole run of shared memory around an address; remembers a yes.
 bool readable_records::run_readable(uint64_t address) {
-    const uint64_t run = address / run_bytes;
-    uint64_t &known = runs_[run % remembered_runs];
-    if (known != run && address_readable(run * run_bytes, run_bytes)) {
-        known = run;
+    const uint64_t offset = address - known_.base;
+    if (offset >= shm_bytes) {
+        return false;
     }
-    return known == run && run != 0;
+    const uint64_t run = offset / run_bytes;
+    const uint64_t bit = uint64_t{1} << run % 64;
+    if ((known_.bits[run / 64] & bit) == 0 &&
+        address_readable(known_.base + run * run_bytes, run_bytes)) {
+        known_.bits[run / 64] |= bit;
+    }
+    return (known_.bits[run / 64] & bit) != 0;
 }
 
 bool readable_records::refuse(const void *record) {

@@ -6,11 +6,13 @@
 
 #include "tbm/records.h"
 
-/// Answers for one command, silent. After the first few questions it asks for, and remembers, whole
-/// runs of pages, so that a walk asks for each about once. Where no record can begin (misaligned),
-/// none can be read.
+/// Answers for one command, silent. After the first few questions in the shared memory it asks for,
+/// and remembers, whole runs of pages, so that a walk asks for each about once. Where no record can
+/// begin (misaligned), none can be read.
 class readable_records {
 public:
+    readable_records();
+
     /// One record alone; false for null.
     template <typename Record>
     bool holds(const Record *record) {
@@ -35,23 +37,31 @@ public:
     [[nodiscard]] uint64_t fault() const { return fault_; }
 
 private:
-    static constexpr uint64_t run_bytes = 0x10000;    // asked for at once where all can be read
-    static constexpr size_t remembered_runs = 256;
+    static constexpr uint64_t run_bytes = 0x10000;    // asked for at once
+    static constexpr uint64_t shm_bytes = uint64_t{6} << 30;
     static constexpr int single_questions = 64;
+
+    /// Runs of the shared memory that can be read. The libraries never give it back, so a yes holds
+    /// for good.
+    struct known_runs {
+        uint64_t base;    // of the first run
+        uint64_t bits[shm_bytes / run_bytes / 64];
+    };
+    static known_runs known_;
 
     bool range(const void *first, size_t size, size_t alignment) {
         const auto address = reinterpret_cast<uint64_t>(first);
-        const uint64_t run = address / run_bytes;
-        const bool known = runs_[run % remembered_runs] == run && run != 0 &&
-                           address % run_bytes + size <= run_bytes && address % alignment == 0;
+        const uint64_t offset = address - known_.base;
+        const uint64_t run = offset / run_bytes;
+        const bool known = offset < shm_bytes && (known_.bits[run / 64] >> run % 64 & 1) != 0 &&
+                           offset % run_bytes + size <= run_bytes && address % alignment == 0;
         return known || ask(first, size, alignment);
     }
     bool ask(const void *first, size_t size, size_t alignment);
-    bool run_readable(uint64_t address);
+    static bool run_readable(uint64_t address);
     bool slots(const void *first, int count);
     bool refuse(const void *record);
 
     uint64_t fault_ = 0;
     int questions_ = 0;
-    uint64_t runs_[remembered_runs] = {};
 };
