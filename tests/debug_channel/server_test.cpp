@@ -177,7 +177,7 @@ void wait_for_pauses(int wanted) {
 
 TEST_F(Server, QueuesThatBecomeUnusableCostTheirMessagesAlone) {
     {
-        const unusable replies(mqr);
+        const unusable replies(server_descriptor(plu_reply_queue, client.replies()));
         reset_handlers([](const handler_call &) { plu_debug_printf("lost"); });
         ASSERT_TRUE(client.send("walk"));
         ASSERT_EQ(mq_send(client.requests(), "", 0, 0), 0);    // no request
