@@ -39,10 +39,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const size_t behind = std::min(part + 2, size);
     before.fill(data, part);
     after.fill(data + behind, size - behind);
-    client::json_writer json(nowhere);
+    client::local_report report{nowhere};
     const client::options options;
-    const auto there = client::run_diff({"diff", before.name(), after.name()}, options, json);
-    const auto back = client::run_diff({"diff", after.name(), before.name()}, options, json);
+    const auto there =
+        client::run_diff({"diff", before.name(), after.name()}, options, report).status;
+    const auto back =
+        client::run_diff({"diff", after.name(), before.name()}, options, report).status;
     if (there != back) {
         abort();
     }
