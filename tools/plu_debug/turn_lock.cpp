@@ -6,13 +6,14 @@
 
 #include <array>
 #include <charconv>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
 namespace client {
 namespace {
 
-constexpr const char *places[] = {"/dev/shm/", "/run/lock/", "/tmp/"};
+constexpr const char *places[] = {"/dev/shm/", "/run/lock/", P_tmpdir "/"};
 constexpr std::string_view first_namespace = "ipc:[4026531839]";
 constexpr mode_t for_every_user = 0666;
 
