@@ -49,6 +49,9 @@ tbm_handle_record *tbm_handle_or_report();
 /// The root table of a handle; null when the handle, the table or its slots are missing.
 tree_array *tbdb_root_of(const tbm_handle_record *handle);
 
+/// Room of the PHU shared memory, from the node in slot 0 of the root table on: 6 GiB.
+inline constexpr uint64_t phu_shm_span = 0x180000000;
+
 /// Lower bound of valid leaf and leaf-array addresses: the node in slot 0 of the root table, null
 /// without a tree or with an empty slot 0.
 const tn *phu_shm_start();

@@ -5,7 +5,6 @@
 
 namespace {
 
-inline constexpr uint64_t phu_shm_span = 0x180000000;    // 6 GiB
 inline constexpr int64_t read_size_max = 4000;
 inline constexpr int bytes_per_line = 16;
 inline constexpr int bytes_per_group = 4;

@@ -5,13 +5,14 @@
 
 #include <cstdint>
 
+#include "debug_channel/contexts.h"
 #include "tbm/records.h"
 
 inline constexpr int tbm_walk_levels = 64;
 #ifdef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
 inline constexpr uint32_t tbm_walk_nodes = 4096;    // small cards, a short time for each request
 #else
-inline constexpr uint32_t tbm_walk_nodes = 0x180000000 / sizeof(tn);    // 6 GiB of nodes
+inline constexpr uint32_t tbm_walk_nodes = phu_shm_span / sizeof(tn);
 #endif
 
 /// Walks that have hit a bound so far. Written by depth_guard only, on the debug thread.

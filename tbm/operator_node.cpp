@@ -1,5 +1,7 @@
 #include "tbm/operator_node.h"
 
+#include <algorithm>
+
 #include "debug_channel/reply.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
@@ -44,6 +46,12 @@ private:
 
     bool leaves_readable(const tn *node) {
         const leaf_slots slots = leaf_array_slots(inode_leaves(node));
+        const auto leaves = static_cast<uint32_t>(std::max(slots.count, 0));
+        if (leaves >= left_) {
+            impossible_ = true;
+            return false;
+        }
+        left_ -= leaves;
         for (int i = 0; i < slots.count; ++i) {
             if (!memory_.slot_leaf(slots.leaves[i])) {
                 return false;

@@ -1,6 +1,5 @@
 #include "tbm/readable_records.h"
 
-#include "debug_channel/contexts.h"
 #include "debug_channel/readable.h"
 #include "tbm/access.h"
 
@@ -73,7 +72,7 @@ bool readable_records::ask(const void *first, size_t size, size_t alignment) {
 /// Of the whole run of shared memory around an address; remembers a yes.
 bool readable_records::run_readable(uint64_t address) {
     const uint64_t offset = address - known_.base;
-    if (offset >= shm_bytes) {
+    if (offset >= phu_shm_span) {
         return false;
     }
     const uint64_t run = offset / run_bytes;

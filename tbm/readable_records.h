@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "debug_channel/contexts.h"
 #include "tbm/records.h"
 
 /// Answers for one command, silent. After the first few questions in the shared memory it asks for,
@@ -38,14 +39,13 @@ public:
 
 private:
     static constexpr uint64_t run_bytes = 0x10000;    // asked for at once
-    static constexpr uint64_t shm_bytes = uint64_t{6} << 30;
     static constexpr int single_questions = 64;
 
     /// Runs of the shared memory that can be read. The libraries never give it back, so a yes holds
     /// for good.
     struct known_runs {
         uint64_t base;    // of the first run
-        uint64_t bits[shm_bytes / run_bytes / 64];
+        uint64_t bits[phu_shm_span / run_bytes / 64];
     };
     static known_runs known_;
 
@@ -53,7 +53,7 @@ private:
         const auto address = reinterpret_cast<uint64_t>(first);
         const uint64_t offset = address - known_.base;
         const uint64_t run = offset / run_bytes;
-        const bool known = offset < shm_bytes && (known_.bits[run / 64] >> run % 64 & 1) != 0 &&
+        const bool known = offset < phu_shm_span && (known_.bits[run / 64] >> run % 64 & 1) != 0 &&
                            offset % run_bytes + size <= run_bytes && address % alignment == 0;
         return known || ask(first, size, alignment);
     }

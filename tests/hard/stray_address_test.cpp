@@ -6,6 +6,7 @@
 #include "phu/commands.h"
 #include "tbm/access.h"
 #include "tbm/commands.h"
+#include "tbm/readable_records.h"
 #include "tests/card/powered_card.h"
 #include "tests/support/text.h"
 
@@ -120,6 +121,26 @@ TEST_F(StrayAddress, RecordsOfOtherKindsEndNoCommand) {
         EXPECT_NE(reply_of(cmd_showla, address, 1), "");
         EXPECT_NE(reply_of(cmd_hwidxwalk, 1, address), "");
     }
+}
+
+/// Whole runs of the shared memory are remembered; a page in one that cannot be read must not be.
+TEST_F(StrayAddress, APageThatCannotBeReadIsInNoRememberedRun) {
+    constexpr uint64_t page = 0x1000;
+    constexpr uint64_t run = 0x10000;
+    const uint64_t base = (number(&card.fixed()) + (uint64_t{1} << 30)) & ~(run - 1);
+    const uint64_t hidden = base + run + 5 * page;
+    ASSERT_EQ(mprotect(reinterpret_cast<void *>(hidden), page, PROT_NONE), 0);
+    readable_records memory;
+    const auto holds = [&](uint64_t address) {
+        return memory.holds(reinterpret_cast<const tn *>(address));
+    };
+    for (int round = 0; round < 100; ++round) {    // single questions first, runs then
+        const uint64_t before = hidden - sizeof(tn);
+        ASSERT_TRUE(holds(before) && holds(hidden + page) && holds(base + run - 8)) << round;
+        ASSERT_FALSE(holds(before + 8) || holds(hidden) || holds(hidden + page - 8)) << round;
+        ASSERT_FALSE(holds(base + 4) || holds(0) || holds(~uint64_t{7})) << round;
+    }
+    mprotect(reinterpret_cast<void *>(hidden), page, PROT_READ | PROT_WRITE);
 }
 
 TEST_F(StrayAddress, ALeafArrayUnderATypeWithoutOneIsNotWalkedAsChildren) {
