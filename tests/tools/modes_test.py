@@ -346,6 +346,17 @@ class Recordings(ClientTest):
         self.assertEqual({path.name for path in self.folder.glob("saved*")},
                          {"saved", f"saved.new.{os.getpid()}"})
 
+    def test_output_that_does_not_block_is_waited_for(self):
+        self.start("walk=stream:20000")
+        end, begin = os.pipe()
+        os.set_blocking(begin, False)
+        running = subprocess.Popen([BIN / "plu_debug", "walk"], stdout=begin)
+        os.close(begin)
+        time.sleep(0.3)    # the pipe is full long before
+        with open(end, encoding="ascii") as reader:
+            self.assertEqual(len(reader.readlines()), 20002)
+        self.assertEqual(running.wait(PATIENCE), 0)
+
     def test_closed_descriptors_are_nobody_else_s(self):
         self.start(*self.answering(walk=self.LINES))
         saved = self.folder / "saved"
