@@ -7,7 +7,7 @@
 #include <chrono>
 
 #include "bench/child.h"
-#include "debug_channel/request.h"
+#include "records/request.h"
 
 namespace {
 

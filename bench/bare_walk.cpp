@@ -1,8 +1,8 @@
 #include "bench/bare_walk.h"
 
-#include "debug_channel/contexts.h"
-#include "phu/node_image.h"
 #include "phu/node_read.h"
+#include "records/hw_node.h"
+#include "shm/contexts.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "phu/records.h"
-#include "tbm/records.h"
+#include "records/context.h"
+#include "records/tree.h"
 
 /// What a walk saw; `sum` keeps the compiler from dropping the reads.
 struct walk_totals {

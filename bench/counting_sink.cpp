@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "debug_channel/reply.h"
+#include "reply/reply.h"
 
 namespace {
 reply_totals totals;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 /// `count` different prefixes in random order, shaped like the tables of a provider's edge: 4 of 5
 /// IPv4 (mostly /24 down from /16 to /23, customers' hosts and links in VRFs), the others IPv6

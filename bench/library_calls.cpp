@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "debug_channel/contexts.h"
 #include "platform/phu_library.h"
 #include "platform/plu_library.h"
-#include "tbm/records.h"
+#include "records/tree.h"
+#include "shm/contexts.h"
 
 namespace {
 

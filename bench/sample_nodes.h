@@ -1,7 +1,7 @@
 // The records on which the heavy single commands are measured.
 #pragma once
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 struct sample_nodes {
     tn *most_children = nullptr;           // search node below the roots

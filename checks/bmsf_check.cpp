@@ -6,13 +6,11 @@
 // holds, and it takes every level for one 6-bit chunk whatever the node's stride says.
 #include "checks/bmsf_check.h"
 
-#include "checks/child_prefetch.h"
 #include "checks/commands.h"
-#include "checks/tree_facts.h"
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "tbm/access.h"
-#include "tbm/key.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "shm/contexts.h"
+#include "tbm/descent.h"
 #include "tbm/locate.h"
 
 extern "C" {
@@ -24,7 +22,8 @@ int32_t count_bmsf_not_match = 0;
 
 namespace {
 
-inline constexpr uint32_t parent_searches_max = 6;    // each is a search of the whole tree
+constexpr int child_positions = 64;
+constexpr uint32_t parent_searches_max = 6;    // each is a search of the whole tree
 
 uint32_t bmsf_parent_search_count = 0;
 
@@ -41,7 +40,7 @@ void print_place(const tn *node, const tn *parent) {
     int position = -1;
     for (int slot = children.first; slot < children.end; ++slot) {
         position = sn_ebmap_next(parent, position);
-        if (children.nodes[slot] == node) {
+        if (current(children.nodes[slot]) == node) {
             plu_debug_printf(" child %d of %d, pos %d\n", slot, children.end, position);
             return;
         }
@@ -75,77 +74,81 @@ void check_node(const tn *node, uint32_t expected) {
     }
 }
 
-}    // namespace
+/// Child positions that the leaves of an internal node cover, by the number of chunk bits that a
+/// leaf uses: bit p of by_length[n] is position p. One pass over the leaves serves all positions.
+struct covered_positions {
+    uint32_t depth;    // key bit at which the chunk of the children starts
+    uint64_t by_length[tbm_stride_bits];
+};
 
-uint32_t covered_positions::best_leaf_bits(uint32_t depth, int32_t position) const {
+/// Key bits of the longest leaf that covers a child position; 0 for none and for a position outside
+/// 0 to 63.
+uint32_t inode_best_leaf_bits(const covered_positions &covered, int32_t position) {
     if (position < 0 || position >= child_positions) {
         return 0;
     }
     for (uint32_t used = tbm_stride_bits; used-- > 0;) {
-        if ((by_length[used] >> position & 1) != 0) {
-            return depth + used;
+        if ((covered.by_length[used] >> position & 1) != 0) {
+            return covered.depth + used;
         }
     }
     return 0;
 }
 
+/// Positions covered by the leaves whose prefix ends inside the 6-bit chunk at key bit `depth`.
 covered_positions inode_covered_positions(const tn *inode, uint32_t depth) {
     // A leaf that uses n bits of the chunk covers 2^(6 - n) neighbouring positions.
     static constexpr uint64_t width[tbm_stride_bits] = {~uint64_t{0}, 0xffffffff, 0xffff,
                                                         0xff,         0xf,        0x3};
-    covered_positions covered{};
-    const leaf_slots slots = leaf_array_slots(inode_leaves(inode));
-    for (int i = 0; i < slots.count; ++i) {
-        const leaf *entry = slots.leaves[i];
-        const uint32_t used = entry == nullptr ? tbm_stride_bits : entry->key_bits_used - depth;
+    covered_positions covered{depth, {}};
+    for_each_leaf(leaf_array_slots(inode_leaves(inode)), unreadable::named, [&](const leaf *entry) {
+        const uint32_t used = entry->key_bits_used - depth;
         if (used < tbm_stride_bits) {
             const uint32_t free_bits = tbm_stride_bits - used;
             const uint32_t first = tbm_key_chunk(entry->key, depth) >> free_bits << free_bits;
             covered.by_length[used] |= width[used] << first;
         }
-    }
+    });
     return covered;
 }
 
-uint32_t inode_best_leaf_bits(const tn *inode, uint32_t depth, int32_t position) {
-    return inode_covered_positions(inode, depth).best_leaf_bits(depth, position);
-}
+struct bmsf_check_tn {
+    static constexpr descent_rules rules{
+        .odd_types = true, .prefetch = true, .faults = unreadable::named};
+    using handed = uint32_t;    // expected value in key bits, 0: nothing covers the node
+    struct kept {
+        const tn *inode;
+        uint32_t expected;
+        covered_positions covered;
+    };
 
-void bmsf_check_tn(const tn *node, uint32_t expected, uint32_t depth, bool is_root,
-                   depth_guard &guard) {
-    if (!guard.enter(static_cast<int>((depth - tbm_root_bits) / tbm_stride_bits), node)) {
-        return;
-    }
-    if (!is_root) {
-        check_node(node, expected);
-    }
-    if (!tn_is_search(node)) {
-        return;
-    }
-    const child_slots children = tn_child_slots(node);
-    if (children.end <= children.first) {
-        return;
-    }
-    prefetch_node(children.nodes[children.first]);
-    const tn *inode = tn_inode(node);
-    const covered_positions covered = inode_covered_positions(inode, depth);
-    int position = -1;
-    for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
-        position = sn_ebmap_next(node, position);
-        prefetch_next_child(children, slot);
-        const tn *child = children.nodes[slot];
-        if (child == nullptr) {
-            continue;
+    static way at(const tn *node, const tree_place &place, handed expected) {
+        if (!place.root) {
+            check_node(node, expected);
         }
-        bmsf_check_tn(child, inode == nullptr ? expected : covered.best_leaf_bits(depth, position),
-                      depth + tbm_stride_bits, false, guard);
+        return way::down;
     }
-}
+    static bool into(const tn *node, const tree_place &place, handed expected,
+                     const child_slots &children, kept &own) {
+        if (children.end <= children.first) {
+            return false;
+        }
+        own.inode = slot_0_inode_named(node, children);
+        own.expected = expected;
+        own.covered = inode_covered_positions(
+            own.inode, tbm_root_bits + tbm_stride_bits * static_cast<uint32_t>(place.level));
+        return true;
+    }
+    static handed below(const kept &own, int position) {
+        return own.inode == nullptr ? own.expected : inode_best_leaf_bits(own.covered, position);
+    }
+};
+
+}    // namespace
 
 void cmd_ckbmsf(uint64_t /*a1*/, uint64_t /*a2*/, uint64_t /*a3*/) {
-    const tbm_handle_record *handle = tbm_handle_derive();
+    const tbm_handle_record *handle = tbm_handle_derive_or_report();
     if (handle == nullptr) {
-        plu_debug_printf("NULL tbm_handle\n");
         return;
     }
     count_bmsf_tn_nodes = 0;
@@ -153,13 +156,9 @@ void cmd_ckbmsf(uint64_t /*a1*/, uint64_t /*a2*/, uint64_t /*a3*/) {
     count_bmsf_zero_match = 0;
     count_bmsf_not_match = 0;
     bmsf_parent_search_count = 0;
-    const tree_array *root = tbdb_root_of(handle);
-    depth_guard guard;
-    for (int slot = 0; root != nullptr && slot < root->ta_nnodes; ++slot) {
-        if (const tn *node = root->ta_nodes[slot]; node != nullptr) {
-            bmsf_check_tn(node, 0, tbm_root_bits, true, guard);
-        }
-    }
+    bmsf_check_tn check;
+    tree_descent descent(check);
+    descent.from_roots(tbdb_root_of(handle));
     plu_debug_printf("\nResults of checking bmsf:\n");
     plu_debug_printf("  total tn nodes:       %7d\n", count_bmsf_tn_nodes);
     plu_debug_printf("  bmsf match non zero:  %7d\n", count_bmsf_no_zero_match);

@@ -5,157 +5,211 @@
 // internal node are its parent's internal mask and all in its parent's hint mask. Facts used: the
 // leaves' lengths and the stored masks. It cannot see: the roots, default prefixes (length 0 has no
 // position), which prefix a length comes from, the stored node copies and the hardware itself.
+// Every node hands its masks up, so that each record is read once; the nodes shown are then the
+// first ones in the order of the walk.
 #include "checks/hint_mask_check.h"
 
-#include "checks/child_prefetch.h"
+#include <algorithm>
+
 #include "checks/commands.h"
-#include "checks/tree_facts.h"
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "phu/tree_walk.h"
-#include "tbm/access.h"
-#include "tbm/depth_guard.h"
-#include "tbm/locate.h"
-#include "tbm/operator_node.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "tbm/descent.h"
+#include "tbm/start_node.h"
+#include "tbm/subtree_count.h"
+#include "tbm/tree_walk.h"
 
 namespace {
 
-inline constexpr uint32_t int_ext_lines_max = 4;
-inline constexpr uint32_t inode_child_lines_max = 3;
+constexpr int int_ext_lines_max = 4;
+constexpr int inode_child_lines_max = 3;
 
-mask128 internal_length_mask(const tn *inode) {
-    const leaf_array *leaves = inode_leaves(inode);
-    return usable_leaf_count(leaves) > 0 ? leaf_array_length_mask(leaves) : mask128{};
-}
+/// A disagreement as it was read.
+struct finding {
+    uint32_t sequence;    // of the node in the order of the walk
+    const tn *node;
+    uint8_t bmsf;
+    mask128 inode_child;    // what the hint mask should be
+    mask128 hint_mask;
+    mask128 int_mask;
+    mask128 ext_mask;
+};
+
+/// The first few findings in the order of the walk, which hands them in in another one.
+template <int size>
+struct first_findings {
+    finding list[size];
+    int count = 0;
+
+    void add(const finding &found) {
+        if (count == size && found.sequence > list[size - 1].sequence) {
+            return;
+        }
+        finding *end = list + std::min(count, size - 1);
+        finding *at = std::find_if(
+            list, end, [&](const finding &other) { return other.sequence > found.sequence; });
+        std::copy_backward(at, end, end + 1);
+        *at = found;
+        count = std::min(count + 1, size);
+    }
+};
 
 bool has_hint(const tn *node) {
     return node->hint_state != HINT_INIT;
 }
 
-/// Calls `visit(children, slot, hinted)` for every child slot of a search node; hinted: its group
-/// is reached through hint search nodes. Slots behind the last group, in a damaged node, count as
-/// that group's.
-template <typename Visit>
-void for_each_child_slot(const tn *node, const Visit &visit) {
-    const child_slots children = tn_child_slots(node);
-    const uint64_t hinted = node->hint_ebmap;
-    uint64_t left = node->sn_ebmap;
-    uint64_t group = 0;
-    for (int slot = children.first; slot < children.end; ++slot) {
-        group = left == 0 ? group : left & -left;
-        left &= left - 1;
-        visit(children, slot, (hinted & group) != 0);
+/// What a node gathers from below.
+struct gathered {
+    uint32_t sequence;
+    bool root;
+    bool hinted;            // reached through hint search nodes from the one above
+    gathered *above;        // null for a root and for the start
+    mask128 inode_child;    // internal leaves and all children
+    mask128 hinted_children;
+    mask128 external;    // external masks along the hint subtree
+};
+
+/// Adds the external masks of a child's hint subtree to those of the node above it.
+void hint_ext_mask_union(const gathered &child) {
+    if (child.above != nullptr && child.hinted) {
+        child.above->external |= child.external;
     }
 }
 
-/// Union of the external masks along a hint subtree. One guard serves all unions of a check: they
-/// visit each of the few hinted nodes once per level above it.
-struct external_masks {
-    mask128 &mask;
-    depth_guard &guard;
+struct ckhmask_check_tn {
+    static constexpr descent_rules rules{
+        .internal_nodes = true, .prefetch = true, .faults = unreadable::named};
+    struct handed {
+        gathered *above = nullptr;
+        uint64_t group = 0;     // of the child, one bit of sn_ebmap
+        uint64_t hinted = 0;    // groups that are reached through hint search nodes
+    };
+    struct kept : gathered {
+        uint64_t hint_ebmap;
+    };
 
-    void add(const tn *node, int level) {
-        if (!tn_is_search(node) || !has_hint(node) || !guard.enter(level, node)) {
-            return;
+    hmask_check_stats stats{};
+    first_findings<int_ext_lines_max> int_ext;
+    first_findings<inode_child_lines_max> inode_child;
+    uint32_t visited = 0;
+
+    way at(const tn *node, const tree_place &place, const handed &from_above) {
+        ++visited;
+        mask128 leaves{};
+        if (place.internal || tn_is_end(node) || tn_is_intern(node)) {
+            leaves = leaf_array_length_mask(inode_leaves(node), unreadable::named);
         }
-        mask |= node->ext_mask;
-        if (node->hint_ebmap == 0) {
-            return;
-        }
-        for_each_child_slot(node, [&](const child_slots &children, int slot, bool hinted) {
-            if (hinted && children.nodes[slot] != nullptr && !guard.stopped) {
-                add(children.nodes[slot], level + 1);
+        if (place.internal) {
+            from_above.above->inode_child |= leaves;
+        } else if (from_above.above != nullptr) {
+            const mask128 mask = node->hint_mask;
+            from_above.above->inode_child |= mask;
+            if ((from_above.group & from_above.hinted) != 0) {
+                from_above.above->hinted_children |= mask;
             }
-        });
+        }
+        if (tn_is_search(node) || place.root) {
+            return way::down;    // checked when all below it has been gathered
+        }
+        if (place.parent != nullptr && tn_is_intern(node)) {
+            check_internal_node(leaves, place.parent);
+        } else {
+            gathered own{};
+            own.sequence = visited;
+            own.inode_child = tn_is_end(node) ? leaves : mask128{};
+            check_node(node, own);
+        }
+        return way::down;
+    }
+
+    bool into(const tn *node, const tree_place &place, const handed &from_above,
+              const child_slots &, kept &own) const {
+        own = {};
+        own.sequence = visited;
+        own.root = place.root;
+        own.above = from_above.above;
+        own.hinted = (from_above.group & from_above.hinted) != 0;
+        own.hint_ebmap = node->hint_ebmap;
+        return true;
+    }
+
+    static handed below(kept &own, int position) {
+        return {&own, position < 0 ? 0 : uint64_t{1} << position, own.hint_ebmap};
+    }
+
+    void leave(const tn *node, kept &own) {
+        if (has_hint(node)) {
+            own.external |= node->ext_mask;
+            hint_ext_mask_union(own);
+        }
+        if (!own.root) {
+            check_node(node, own);
+        }
+    }
+
+private:
+    void check_internal_node(const mask128 &lengths, const tn *parent) {
+        if (!parent->hint_mask.contains(lengths)) {
+            ++stats.inode_pfx_not_in_hint;
+        }
+        if (parent->int_mask == lengths) {
+            ++stats.inode_parent_match;
+        } else if (has_hint(parent)) {
+            ++stats.inode_parent_mismatch;
+        }
+    }
+
+    void check_node(const tn *node, const gathered &own) {
+        const finding seen{own.sequence,    node,           node->bmsf,    own.inode_child,
+                           node->hint_mask, node->int_mask, node->ext_mask};
+        if (has_hint(node)) {
+            if (seen.inode_child == (own.hinted_children | own.external | seen.int_mask)) {
+                ++stats.int_ext_ebmap_match;
+            } else {
+                ++stats.int_ext_ebmap_mismatch;
+                int_ext.add(seen);
+            }
+        }
+        if (seen.inode_child == seen.hint_mask) {
+            ++stats.inode_child_match;
+        } else {
+            ++stats.inode_child_mismatch;
+            inode_child.add(seen);
+        }
     }
 };
 
-/// The two sets that must agree for a hinted node.
-struct mask_sets {
-    mask128 inode_child{};      // internal leaves and all children
-    mask128 int_ext_ebmap{};    // internal mask, external masks, hinted children
-    mask128 int_mask{};         // as read
-    mask128 ext_mask{};
-};
-
-mask_sets collect(const tn *node, bool hinted_node, hmask_check_stats &stats) {
-    mask_sets sets;
-    sets.int_mask = node->int_mask;
-    sets.ext_mask = node->ext_mask;
-    sets.int_ext_ebmap = sets.int_mask;
-    if (!tn_is_search(node)) {
-        sets.inode_child = tn_is_end(node) ? internal_length_mask(node) : mask128{};
-        return sets;
-    }
-    stats.last_inode = tn_inode(node);
-    stats.last_inode_lengths = internal_length_mask(stats.last_inode);
-    sets.inode_child = stats.last_inode_lengths;
-    if (hinted_node) {
-        sets.int_ext_ebmap |= sets.ext_mask;
-    }
-    external_masks external{sets.int_ext_ebmap, stats.external_guard};
-    for_each_child_slot(node, [&](const child_slots &children, int slot, bool hinted) {
-        prefetch_next_child(children, slot);
-        const tn *child = children.nodes[slot];
-        if (child == nullptr) {
-            return;
-        }
-        const mask128 child_mask = child->hint_mask;
-        sets.inode_child |= child_mask;
-        if (hinted && hinted_node) {
-            sets.int_ext_ebmap |= child_mask;
-            external.add(child, 1);
-        }
-    });
-    return sets;
-}
-
-void report_int_ext(const tn *node, const mask_sets &sets) {
+void print_int_ext(const finding &found) {
     uint32_t below = 0;
-    tn_subtree_count(node, below);
+    tn_subtree_count(found.node, below);
     plu_debug_printf(
         "mismatch: bmsf %d tn %p child:%d\n  hint_mask 0x%016lx %016lx \ntn int mask 0x%016lx "
         "%016lx\ntn ext mask 0x%016lx %016lx\n\n",
-        int{node->bmsf}, static_cast<const void *>(node), static_cast<int>(below),
-        sets.inode_child.low, sets.inode_child.high, sets.int_mask.low, sets.int_mask.high,
-        sets.ext_mask.low, sets.ext_mask.high);
+        int{found.bmsf}, static_cast<const void *>(found.node), static_cast<int>(below),
+        found.inode_child.low, found.inode_child.high, found.int_mask.low, found.int_mask.high,
+        found.ext_mask.low, found.ext_mask.high);
 }
 
-void check_internal_node(const tn *inode, const tn *parent, hmask_check_stats &stats) {
-    const mask128 lengths =
-        inode == stats.last_inode ? stats.last_inode_lengths : internal_length_mask(inode);
-    if (!parent->hint_mask.contains(lengths)) {
-        ++stats.inode_pfx_not_in_hint;
-    }
-    if (parent->int_mask == lengths) {
-        ++stats.inode_parent_match;
-    } else if (has_hint(parent)) {
-        ++stats.inode_parent_mismatch;
-    }
+void print_inode_child(const finding &found) {
+    plu_debug_printf("mismatch: hint_mask 0x%016lx %016lx tn hmask 0x%016lx %016lx, tn %p\n",
+                     found.inode_child.low, found.inode_child.high, found.hint_mask.low,
+                     found.hint_mask.high, static_cast<const void *>(found.node));
 }
 
-void check_int_ext(const tn *node, const mask_sets &sets, hmask_check_stats &stats) {
-    if (sets.inode_child == sets.int_ext_ebmap) {
-        ++stats.int_ext_ebmap_match;
-        return;
-    }
-    ++stats.int_ext_ebmap_mismatch;
-    if (stats.int_ext_ebmap_shown++ < int_ext_lines_max) {
-        report_int_ext(node, sets);
-        stats.last_inode = nullptr;    // a line may have waited: the lengths are read again
-    }
-}
-
-void check_inode_child(const tn *node, const mask128 &expected, hmask_check_stats &stats) {
-    const mask128 stored = node->hint_mask;
-    if (stored == expected) {
-        ++stats.inode_child_match;
-        return;
-    }
-    if (stats.inode_child_mismatch++ < inode_child_lines_max) {
-        plu_debug_printf("mismatch: hint_mask 0x%016lx %016lx tn hmask 0x%016lx %016lx, tn %p\n",
-                         expected.low, expected.high, stored.low, stored.high,
-                         static_cast<const void *>(node));
+/// In the order of the walk; of one node the masks first.
+void print_findings(const ckhmask_check_tn &check) {
+    int masks = 0;
+    int children = 0;
+    while (masks < check.int_ext.count || children < check.inode_child.count) {
+        const bool mask_next =
+            masks < check.int_ext.count &&
+            (children == check.inode_child.count ||
+             check.int_ext.list[masks].sequence <= check.inode_child.list[children].sequence);
+        if (mask_next) {
+            print_int_ext(check.int_ext.list[masks++]);
+        } else {
+            print_inode_child(check.inode_child.list[children++]);
+        }
     }
 }
 
@@ -175,40 +229,16 @@ void print_summary(const hmask_check_stats &stats) {
 
 }    // namespace
 
-void hint_ext_mask_union(const tn *node, mask128 &mask) {
-    depth_guard guard;
-    external_masks{mask, guard}.add(node, 0);
-}
-
-void ckhmask_check_tn(tn *node, void *state, uint32_t is_root, tn *parent) {
-    auto &stats = *static_cast<hmask_check_stats *>(state);
-    if (is_root != 0) {
-        return;
-    }
-    if (parent != nullptr && tn_is_intern(node)) {
-        check_internal_node(node, parent, stats);
-        return;
-    }
-    const bool hinted = has_hint(node);
-    const mask_sets sets = collect(node, hinted, stats);
-    if (stats.external_guard.stopped) {
-        return;    // the sets are incomplete
-    }
-    if (hinted) {
-        check_int_ext(node, sets, stats);
-    }
-    check_inode_child(node, sets.inode_child, stats);
-}
-
 void cmd_ckhmask(uint64_t start, uint64_t /*a2*/, uint64_t /*a3*/) {
-    hmask_check_stats stats{};
-    tn *node = start != 0 && tn_address_valid(start) ? operator_start_node(start) : nullptr;
-    if (start != 0) {
-        if (node == nullptr) {
-            return;
-        }
-        plu_debug_printf("walk tn tree start from %p\n", static_cast<void *>(node));
+    const start_node from = announced_start(start);
+    if (from.refused) {
+        return;
     }
-    phu_tree_walk(&stats, ckhmask_check_tn, node);
-    print_summary(stats);
+    ckhmask_check_tn check;
+    tree_descent descent(check);
+    if (const tbm_handle_record *handle = tbm_handle_derive_or_report(); handle != nullptr) {
+        descend_tree(descent, tbdb_root_of(handle), from.node);
+    }
+    print_findings(check);
+    print_summary(check.stats);
 }

@@ -10,18 +10,20 @@
 
 #include "checks/commands.h"
 #include "checks/plu_phu_lookup.h"
-#include "checks/tree_facts.h"
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "phu/tree_walk.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "reply/unreadable.h"
+#include "shm/contexts.h"
 #include "tbm/access.h"
+#include "tbm/depth_guard.h"
 #include "tbm/key.h"
-#include "tbm/operator_node.h"
+#include "tbm/start_node.h"
+#include "tbm/tree_walk.h"
 
 namespace {
 
-inline constexpr uint32_t missed_lines_max = 20;
-inline constexpr uint32_t progress_every = 20000;
+constexpr uint32_t missed_lines_max = 20;
+constexpr uint32_t progress_every = 20000;
 
 /// One leaf on its way through a check.
 struct visited_leaf {
@@ -87,42 +89,40 @@ void count_result(const visited_leaf &visited, int32_t best, uint32_t lines_max,
 }
 
 /// A leaf array can shrink while the library answers: its count and its slots are read anew for
-/// every leaf. A slot without a leaf counts as visited and is not looked up.
+/// every leaf. A slot without a leaf that can be read counts as visited and is not looked up.
 void check_leaves(const tn *node, lkup_check_stats &stats, const lookup_rules &rules) {
-    const volatile leaf_array *array = inode_leaves(node);
-    if (array == nullptr) {
-        return;
-    }
-    for (int i = 0; i < array->la_nnodes; ++i) {
-        leaf *const *slots = array->la_leaves;
-        if (slots == nullptr) {
+    const leaf_array *array = inode_leaves(node);
+    for (int i = 0;; ++i) {
+        const leaf_slots slots = leaf_array_slots(array);
+        if (slots.fault != nullptr) {
+            report_unreadable(slots.fault);
+        }
+        if (slots.leaves == nullptr || i >= slots.count) {
+            return;
+        }
+        if (stats.total == tbm_walk_prefixes) {
+            stop_walks_at_prefixes(node);
             return;
         }
         ++stats.total;
-        if (rules.progress && stats.total % progress_every == 0 && stats.total != 0) {
+        if (rules.progress && stats.total % progress_every == 0) {
             plu_debug_printf("%d prefixes checked\n", static_cast<int32_t>(stats.total));
         }
-        const leaf *entry = slots[i];
-        if (entry == nullptr) {
+        const leaf *entry = slots.stored(i);
+        if (!readable_memory::holds(entry)) {
+            if (entry != nullptr) {
+                report_unreadable(entry);
+            }
             continue;
         }
-        const int count = array->la_nnodes;
-        if (i + 1 < count) {
-            __builtin_prefetch(slots[i + 1]);
+        if (i + 1 < slots.count) {
+            __builtin_prefetch(slots.stored(i + 1));
         }
-        const visited_leaf visited{node, entry, i, count,
+        ++plu_debug_pauses;
+        const visited_leaf visited{node, entry, i, slots.count,
                                    entry->key_bits_used - static_cast<int>(tbm_header_bits)};
         count_result(visited, rules.lookup(visited, stats), rules.missed_lines, stats);
     }
-}
-
-/// The node at a typed start address, null for 0 (all roots); false when it was refused.
-bool start_node(uint64_t start, tn *&node) {
-    node = start != 0 && tn_address_valid(start) ? operator_start_node(start) : nullptr;
-    if (start != 0 && node != nullptr) {
-        plu_debug_printf("walk tn tree start from %p\n", static_cast<void *>(node));
-    }
-    return start == 0 || node != nullptr;
 }
 
 void print_counts(const lkup_check_stats &stats, const char *indent) {
@@ -143,21 +143,21 @@ void print_counts(const lkup_check_stats &stats, const char *indent) {
 }    // namespace
 
 void cklkup_check_tn(tn *node, void *state, uint32_t is_root, tn * /*parent*/) {
-    if (is_root == 0) {
+    if (is_root == 0 && (tn_is_intern(node) || tn_is_end(node))) {
         check_leaves(node, *static_cast<lkup_check_stats *>(state),
                      {search_path, missed_lines_max, false});
     }
 }
 
 void cklkuphw_check_tn(tn *node, void *state, uint32_t is_root, tn * /*parent*/) {
-    if (is_root == 0) {
+    if (is_root == 0 && (tn_is_intern(node) || tn_is_end(node))) {
         check_leaves(node, *static_cast<lkup_check_stats *>(state), {hardware_path, ~0U, true});
     }
 }
 
 void cmd_cklkup(uint64_t start, uint64_t verbose, uint64_t /*a3*/) {
-    tn *node = nullptr;
-    if (!start_node(start, node)) {
+    const start_node from = announced_start(start);
+    if (from.refused) {
         return;
     }
     phu_plu_lookup_lf_mismatch_disp = 0;
@@ -167,18 +167,19 @@ void cmd_cklkup(uint64_t start, uint64_t verbose, uint64_t /*a3*/) {
     }
     lkup_check_stats stats{};
     stats.verbose = verbose != 0 ? 1 : 0;
-    phu_tree_walk(&stats, cklkup_check_tn, node);
+    phu_tree_walk(&stats, cklkup_check_tn, from.node);
     plu_debug_printf("Results of lookup all existing prefixes:\n");
     print_counts(stats, "  ");
     plu_debug_printf("  lf lookup MISMATCH:  %7d\n", phu_plu_lookup_lf_mismatch_count);
 }
 
 void cmd_cklkuphw(uint64_t start, uint64_t verbose, uint64_t /*a3*/) {
-    tn *node = nullptr;
-    if (start_node(start, node)) {
-        lkup_check_stats stats{};
-        stats.verbose = verbose != 0 ? 1 : 0;
-        phu_tree_walk(&stats, cklkuphw_check_tn, node);
-        print_counts(stats, "");
+    const start_node from = announced_start(start);
+    if (from.refused) {
+        return;
     }
+    lkup_check_stats stats{};
+    stats.verbose = verbose != 0 ? 1 : 0;
+    phu_tree_walk(&stats, cklkuphw_check_tn, from.node);
+    print_counts(stats, "");
 }

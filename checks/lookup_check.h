@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 /// Counts of one run.
 struct lkup_check_stats {

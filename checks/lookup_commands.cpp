@@ -1,23 +1,26 @@
 // The cross-checks of one typed prefix.
 #include "checks/commands.h"
 #include "checks/plu_phu_lookup.h"
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "debug_channel/text.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "reply/text.h"
+#include "shm/contexts.h"
+#include "shm/readable_memory.h"
 #include "tbm/key.h"
 
 namespace {
 
 // Shown when no address is given.
-inline constexpr uint32_t example_address = 0x401F0000;    // 64.31.0.0
-inline constexpr uint8_t example_length = 19;
-inline constexpr uint16_t example_vrf = 200;
+constexpr uint32_t example_address = 0x401F0000;    // 64.31.0.0
+constexpr uint8_t example_length = 19;
+constexpr uint16_t example_vrf = 200;
 
 void lookup_and_report(pfx_entry &entry) {
     leaf *found = nullptr;
     const int32_t best = phu_plu_lookup(entry, &found, entry.length(), true, nullptr, nullptr);
     const bool answered = best != 0 && found != nullptr;
-    plu_debug_printf("best match: mask len %d, %s\n", best, answered ? leaf_text(found) : "(null)");
+    const bool shown = answered && readable_memory::holds(found);
+    plu_debug_printf("best match: mask len %d, %s\n", best, shown ? leaf_text(found) : "(null)");
     if (!answered) {
         plu_debug_printf("phu_plu_lookup() lookup failed, mask len %d lf %p\n", best,
                          static_cast<void *>(found));

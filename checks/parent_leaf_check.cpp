@@ -5,13 +5,11 @@
 // the length kept by a search node, a node that refers to nothing, and internal nodes.
 #include "checks/parent_leaf_check.h"
 
-#include "checks/child_prefetch.h"
 #include "checks/commands.h"
-#include "checks/tree_facts.h"
-#include "debug_channel/contexts.h"
-#include "debug_channel/readable.h"
-#include "debug_channel/reply.h"
-#include "tbm/access.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "shm/contexts.h"
+#include "tbm/descent.h"
 
 extern "C" {
 leaf_array *parent_la[parent_la_entries] = {};
@@ -20,43 +18,72 @@ int32_t parent_la_high_water_mark = 0;
 
 namespace {
 
-inline constexpr uint32_t end_lines_max = 10;
-inline constexpr uint32_t search_lines_max = 10;
+constexpr uint32_t end_lines_max = 10;
+constexpr uint32_t search_lines_max = 10;
 
-/// A node's reference and the leaf count of its array, read once.
+/// Counts of one run.
+struct parbl_check_stats {
+    uint32_t nodes;
+    uint32_t end_nodes;
+    uint32_t search_nodes;
+    uint32_t unknown_nodes;
+    uint32_t valid;
+    uint32_t invalid;
+    uint32_t invalid_end;
+    uint32_t invalid_offset;
+    uint32_t search_shown;    // invalid references of search nodes, for limiting their lines
+    uint32_t end_shown;       // the same of end nodes
+};
+
+/// A node's reference and the leaf count of its array, read once. An array that cannot be read has
+/// no leaves.
 struct reference {
     const leaf_array *array;
     int offset;
     int kept_length;
     bool on_stack;
-    int nnodes;
+    int nnodes = 0;
 
     reference(const tn *node, int32_t index)
         : array(node->par_bl_larray),
           offset(node->par_bl_offset),
           kept_length(node->par_bl_len),
-          on_stack(parent_la_contains(array, index) != 0),
-          nnodes(on_stack || can_read(array, sizeof *array, alignof(leaf_array)) ? array->la_nnodes
-                                                                                 : 0) {}
+          on_stack(parent_la_contains(array, index) != 0) {
+        if (array != nullptr) {
+            look_at_array();
+        }
+    }
 
     /// The leaf referred to; null when the offset is outside, the slot is empty or what lies there
     /// cannot be read.
     [[nodiscard]] const leaf *target() const {
-        leaf *const *slots = offset >= nnodes ? nullptr : array->la_leaves;
-        if (slots == nullptr ||
-            (!on_stack && !can_read(slots + offset, sizeof(void *), alignof(void *)))) {
+        if (offset >= nnodes || leaves_ == nullptr || !readable_memory::holds(leaves_ + offset)) {
             return nullptr;
         }
-        const leaf *found = slots[offset];
-        return on_stack || can_read(found, sizeof *found, alignof(leaf)) ? found : nullptr;
+        const leaf *found = current(leaves_[offset]);
+        if (found != nullptr && !readable_memory::holds(found)) {
+            report_unreadable(found);
+            return nullptr;
+        }
+        return found;
     }
 
 private:
-    /// An array that no ancestor owns is followed only after a question to the kernel.
-    static bool can_read(const void *record, size_t size, size_t alignment) {
-        const auto address = reinterpret_cast<uint64_t>(record);
-        return address != 0 && address % alignment == 0 && address_readable(address, size);
+    void look_at_array() {
+        if (!readable_memory::holds(array)) {
+            report_unreadable(array);
+            return;
+        }
+        nnodes = current(array->la_nnodes);
+        leaves_ = current(array->la_leaves);
+        const bool asked = leaves_ != nullptr && nnodes > 0 && nnodes <= readable_memory::slots_max;
+        if (asked && !readable_memory::holds_slots(leaves_, nnodes)) {
+            report_unreadable(leaves_);
+            nnodes = 0;
+        }
     }
+
+    leaf **leaves_ = nullptr;
 };
 
 void report_end(const tn *node, int32_t index, const reference &ref, int leaf_length) {
@@ -113,32 +140,48 @@ void check_search(const tn *node, int32_t index, parbl_check_stats &stats) {
 
 /// Puts the leaf array of a search node's internal node on the stack; returns the children's index,
 /// or -1 when the stack is full.
-int32_t push_inode_leaves(const tn *node, int32_t index) {
+int32_t push_inode_leaves(const tn *node, const child_slots &children, int32_t index) {
     if (index >= parent_la_index_max) {
         plu_debug_printf("parent_la_index reached max at tn %p, stop searching tn child\n",
                          static_cast<const void *>(node));
         return -1;
     }
-    parent_la[index] = inode_leaves(tn_inode(node));
+    leaf_array *array = inode_leaves(slot_0_inode_named(node, children));
+    if (array != nullptr && !readable_memory::holds(array)) {
+        report_unreadable(array);    // it explains why no reference below is valid
+    }
+    parent_la[index] = array;
     if (parent_la_high_water_mark <= index) {
         parent_la_high_water_mark = index + 1;
     }
     return index + 1;
 }
 
-void check_children(const tn *node, int32_t index, parbl_check_stats &stats, int level) {
-    const int32_t child_index = tn_inode_bit(node) == 0 ? index : push_inode_leaves(node, index);
-    if (child_index < 0) {
-        return;
-    }
-    const child_slots children = tn_child_slots(node);
-    for (int slot = children.first; slot < children.end && !stats.guard.stopped; ++slot) {
-        prefetch_next_child(children, slot);
-        if (const tn *child = children.nodes[slot]; child != nullptr) {
-            parbl_check_tn(child, child_index, stats, level + 1);
+struct parbl_check_tn {
+    static constexpr descent_rules rules{.faults = unreadable::named};
+    using handed = int32_t;    // depth of the stack
+    using kept = int32_t;
+
+    parbl_check_stats stats{};
+
+    [[gnu::always_inline]] way at(const tn *node, const tree_place &, handed index) {
+        ++stats.nodes;
+        if (tn_is_end(node)) {
+            check_end(node, index, stats);
+        } else if (tn_is_search(node)) {
+            check_search(node, index, stats);
+        } else {
+            ++stats.unknown_nodes;
         }
+        return way::down;
     }
-}
+    static bool into(const tn *node, const tree_place &, handed index, const child_slots &children,
+                     kept &own) {
+        own = tn_inode_bit(node) == 0 ? index : push_inode_leaves(node, children, index);
+        return own >= 0;
+    }
+    static handed below(const kept &own, int) { return own; }
+};
 
 void print_summary(const parbl_check_stats &stats) {
     plu_debug_printf("\nResults of checking par bl:\n");
@@ -175,34 +218,14 @@ int parent_la_contains(const leaf_array *array, int32_t parent_la_index) {
     return 0;
 }
 
-void parbl_check_tn(const tn *node, int32_t parent_la_index, parbl_check_stats &stats, int level) {
-    if (!stats.guard.enter(level, node)) {
-        return;
-    }
-    ++stats.nodes;
-    if (tn_is_end(node)) {
-        check_end(node, parent_la_index, stats);
-    } else if (tn_is_search(node)) {
-        check_search(node, parent_la_index, stats);
-        check_children(node, parent_la_index, stats, level);
-    } else {
-        ++stats.unknown_nodes;
-    }
-}
-
 void cmd_ckparbl(uint64_t /*a1*/, uint64_t /*a2*/, uint64_t /*a3*/) {
-    parbl_check_stats stats{};
     parent_la_high_water_mark = 0;
-    const tbm_handle_record *handle = tbm_handle_derive();
+    const tbm_handle_record *handle = tbm_handle_derive_or_report();
     if (handle == nullptr) {
-        plu_debug_printf("NULL tbm_handle\n");
         return;
     }
-    const tree_array *root = tbdb_root_of(handle);
-    for (int slot = 0; root != nullptr && slot < root->ta_nnodes; ++slot) {
-        if (const tn *node = root->ta_nodes[slot]; node != nullptr) {
-            parbl_check_tn(node, 0, stats, 0);
-        }
-    }
-    print_summary(stats);
+    parbl_check_tn check;
+    tree_descent descent(check);
+    descent.from_roots(tbdb_root_of(handle));
+    print_summary(check.stats);
 }

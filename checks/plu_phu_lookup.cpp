@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "debug_channel/text.h"
 #include "phu/lookup_sim.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "reply/text.h"
+#include "reply/unreadable.h"
+#include "shm/contexts.h"
+#include "shm/readable_memory.h"
 #include "tbm/access.h"
 #include "tbm/key.h"
 
@@ -17,8 +20,8 @@ int32_t phu_plu_lookup_lf_mismatch_disp = 0;
 
 namespace {
 
-inline constexpr int32_t lf_mismatch_disp_max = 10;    // shown while the count before is at most 10
-inline constexpr int entry_ctx_flags = 7;              // the library's own
+constexpr int32_t lf_mismatch_disp_max = 10;    // shown while the count before is at most 10
+constexpr int entry_ctx_flags = 7;              // the library's own
 
 int32_t family_max(const pfx_entry &entry) {
     return entry.type == PFX_IPV4 ? 32 : 128;
@@ -85,9 +88,13 @@ void count_leaf_mismatch(leaf **found, const leaf *original, const tn *node) {
 
 void print_search(const leaf *found, const search_results &results, int32_t expected,
                   int32_t longest) {
+    const bool known = readable_memory::holds(found);
+    if (!known) {
+        report_unreadable(found);
+    }
     plu_debug_printf("phu_search() results: leaf %p mask len %d  prefix %s (exp:%d)\n",
-                     static_cast<const void *>(found), int{found->key_bits_used}, leaf_text(found),
-                     expected);
+                     static_cast<const void *>(found), known ? int{found->key_bits_used} : 0,
+                     known ? leaf_text(found) : "(null)", expected);
     plu_debug_printf("    hw index 0x%08x hint mask 0x%016lx 0x%016lx\n", results.hw_index(),
                      results.hint_mask.high, results.hint_mask.low);
     plu_debug_printf("plu lookup start mask len: %d\n", longest);
@@ -107,34 +114,39 @@ uint32_t address_32(const pfx_entry &entry) {
     return uint32_t{a[0]} << 24 | uint32_t{a[1]} << 16 | uint32_t{a[2]} << 8 | a[3];
 }
 
-/// Best length of a hardware mask that exists, going down from the family maximum. Below the
-/// expected length the first one that the mask lacks ends the search.
+/// Best length of a hardware mask that exists. Above the expected length every announced one is
+/// tried and the last that exists kept (with no expected length the first one is the answer); from
+/// there down the first that exists, and below it the first that is not announced, ends the search.
 int32_t best_hw_length(pfx_entry &entry, const mask128 &lengths, int32_t expected, bool verbose) {
     exact_match plu;
-    int32_t best = 0;
-    int32_t length = family_max(entry);
-    while (length > 0) {
-        if (longest_length(lengths, length) != length) {
-            if (length < expected) {
-                return best;
-            }
-            // Down to the expected length only the set positions matter.
-            length = std::max(longest_length(lengths, length - 1), expected - 1);
-            continue;
-        }
+    const auto exists = [&](int32_t length) {
         entry.set_length(static_cast<uint8_t>(length));
         const int rc = plu.lookup(entry);
         if (verbose) {
             plu_debug_printf("plu lookup v2: mask len %d, rc 0x%x\n", length,
                              static_cast<uint32_t>(rc));
         }
-        if (rc == 0) {
+        return rc == 0;
+    };
+    const int32_t longest = family_max(entry);
+    int32_t best = 0;
+    for (int32_t length = longest_length(lengths, longest); length > expected;
+         length = longest_length(lengths, length - 1)) {
+        if (exists(length)) {
             best = length;
+            if (expected == 0) {
+                return best;
+            }
         }
-        if (rc == 0 ? length <= expected || expected == 0 : length <= expected && best > 0) {
+    }
+    for (int32_t length = std::min(expected, longest); length > 0; --length) {
+        const bool announced = longest_length(lengths, length) == length;
+        if (announced && exists(length)) {
+            return length;
+        }
+        if (announced ? best > 0 : length < expected) {
             return best;
         }
-        --length;
     }
     return 0;
 }

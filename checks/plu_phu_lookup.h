@@ -7,7 +7,7 @@
 
 #include "platform/export.h"
 #include "platform/plu_library.h"
-#include "tbm/records.h"
+#include "records/tree.h"
 
 extern "C" {
 /// Found leaves that lie below the shared memory since the last cklkup started, and the same events

@@ -35,7 +35,7 @@ need_packages() {
 }
 
 # shellcheck disable=SC2034  # used by the scripts that source this
-build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libreadline-dev python3)
+build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libedit-dev rapidjson-dev python3 python3-jsonschema)
 # shellcheck disable=SC2034
 packaging_packages=(dpkg-dev file binutils)
 

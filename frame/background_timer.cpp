@@ -5,9 +5,9 @@
 #include <cstring>
 #include <ctime>
 
-#include "debug_channel/trace.h"
 #include "platform/event.h"
 #include "platform/plu_library.h"
+#include "reply/trace.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "debug_channel/server.h"
+#include "console/server.h"
 #include "frame/assertion.h"
 
 namespace {

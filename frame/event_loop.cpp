@@ -3,8 +3,8 @@
 #include <pthread.h>
 #include <cstring>
 
-#include "debug_channel/trace.h"
 #include "frame/registration.h"
+#include "reply/trace.h"
 
 event_context ec = {};
 

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "debug_channel/trace.h"
 #include "platform/plu_library.h"
+#include "reply/trace.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "frame/registration.h"
 
-#include "debug_channel/trace.h"
 #include "platform/event.h"
 #include "platform/qerr.h"
+#include "reply/trace.h"
 
 extern "C" {
 void *plu_bkg_evm = nullptr;

@@ -2,14 +2,14 @@
 // each other, then every tree node's hardware index against the banks, and the node behind it
 // against the tree node: the first search nodes' bmsf and bitmap, every end node's mask. It cannot
 // see nodes in use that no tree node names, nor anything of the root bank's record.
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
 #include "phu/banks.h"
 #include "phu/commands.h"
-#include "phu/node_image.h"
 #include "phu/node_read.h"
-#include "phu/tree_walk.h"
+#include "records/hw_node.h"
+#include "reply/reply.h"
+#include "shm/contexts.h"
 #include "tbm/access.h"
+#include "tbm/tree_walk.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // The banksum and bankbitmap commands: use of the banks of node memory.
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
 #include "phu/banks.h"
 #include "phu/commands.h"
 #include "phu/hint_dump.h"
-#include "phu/node_image.h"
+#include "records/hw_node.h"
+#include "reply/reply.h"
+#include "shm/contexts.h"
 
 namespace {
 

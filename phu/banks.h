@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "phu/records.h"
+#include "records/context.h"
 #include "tbm/access.h"
 
 inline constexpr uint32_t phu_bitmap_words_max = sizeof(phu_bank_record::node_bitmap) / 8;

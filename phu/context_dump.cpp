@@ -1,10 +1,13 @@
 // The dump command: the shared contexts of the PLU and PHU libraries.
 #include <cstring>
 
-#include "debug_channel/contexts.h"
-#include "debug_channel/registers.h"
-#include "debug_channel/reply.h"
 #include "phu/commands.h"
+#include "phu/registers.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "reply/unreadable.h"
+#include "shm/contexts.h"
+#include "shm/readable_memory.h"
 
 namespace {
 
@@ -57,10 +60,6 @@ void dump_bank_bitmap() {
 }
 
 void dump_handle(const tbm_handle_record *handle) {
-    if (handle == nullptr) {
-        plu_debug_printf("NULL tbm_handle\n");
-        return;
-    }
     const int key_length = handle->key_length;
     const int max_level = (key_length / 6 + 3) & ~3;
     plu_debug_printf("tmbd key len %d, leaf size %d, 4B aligned max level %d plat addr size:%d  ",
@@ -83,6 +82,10 @@ void dump_stride_levels(const uint8_t *stride_map) {
     plu_debug_printf("\n=== stride level bank bitmap ===\n");
     plu_debug_printf("level, phu->str.a tbm strd_map stride.level bank_used bank_bitmap\n");
     const int levels = stride_levels_in_use();
+    if (stride_map != nullptr && !readable_memory::holds_slots(stride_map, levels)) {
+        report_unreadable(stride_map);
+        stride_map = nullptr;
+    }
     for (int i = 0; i < levels; ++i) {
         const phu_stride_record &stride = phu_ctx->stride[i];
         plu_debug_printf("%3d    %9d       %3d      %5d   %9d     0x%012lx\n", i,
@@ -94,6 +97,10 @@ void dump_stride_levels(const uint8_t *stride_map) {
 int pool_size(int pool) {
     const phu_pool_record *record =
         pool < phu_pools_with_record ? phu_ctx->node_pool[pool] : nullptr;
+    if (record != nullptr && !readable_memory::holds(record)) {
+        report_unreadable(record);
+        record = nullptr;
+    }
     return record == nullptr ? 0 : record->size;
 }
 
@@ -119,8 +126,14 @@ void cmd_dump(uint64_t, uint64_t, uint64_t) {
     }
     dump_npus();
     dump_bank_bitmap();
-    const tbm_handle_record *handle = tbm_handle_current();
-    dump_handle(handle);
+    const tbm_handle_record *handle = tbm_handle_or_report();
+    if (handle != nullptr && !readable_memory::holds(handle)) {
+        report_unreadable(handle);
+        handle = nullptr;
+    }
+    if (handle != nullptr) {
+        dump_handle(handle);
+    }
     dump_stride_levels(handle == nullptr ? nullptr : handle->stride_map);
     dump_allocation();
 }

@@ -1,10 +1,10 @@
 // The hwdis command: how many mask bits the end nodes carry, by hint state.
-#include "debug_channel/reply.h"
 #include "phu/commands.h"
-#include "phu/node_image.h"
 #include "phu/node_read.h"
-#include "phu/tree_walk.h"
+#include "records/hw_node.h"
+#include "reply/reply.h"
 #include "tbm/access.h"
+#include "tbm/tree_walk.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 #include "phu/hint_dump.h"
 
-#include "debug_channel/reply.h"
-#include "phu/node_image.h"
 #include "phu/node_print.h"
 #include "phu/node_read.h"
-#include "phu/tree_walk.h"
+#include "records/hw_node.h"
+#include "reply/reply.h"
 #include "tbm/access.h"
+#include "tbm/hw_index_owner.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "phu/records.h"
-#include "tbm/records.h"
+#include "records/hw_node.h"
+#include "records/tree.h"
 
 /// Reads and prints the node at an index together with its owning tree node; the image stays in
 /// `image`. Returns 0, non-zero when the read failed (its line has been sent).

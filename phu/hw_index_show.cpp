@@ -1,12 +1,13 @@
 // The hwidxr command: one hardware node with its parent and children.
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
 #include "phu/banks.h"
 #include "phu/commands.h"
-#include "phu/node_image.h"
 #include "phu/node_print.h"
 #include "phu/node_read.h"
-#include "phu/tree_walk.h"
+#include "records/hw_node.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "shm/contexts.h"
+#include "tbm/hw_index_owner.h"
 
 namespace {
 

@@ -1,14 +1,15 @@
 // The hwidxwalk command: counts the hardware nodes behind the tree.
 #include <cstring>
 
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
 #include "phu/commands.h"
-#include "phu/node_image.h"
 #include "phu/node_read.h"
-#include "phu/tree_walk.h"
+#include "records/hw_node.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "shm/contexts.h"
 #include "tbm/access.h"
-#include "tbm/operator_node.h"
+#include "tbm/start_node.h"
+#include "tbm/tree_walk.h"
 
 namespace {
 
@@ -95,12 +96,13 @@ void visit_hw_index(tn *node, void *state, uint32_t is_root, tn *) {
 }    // namespace
 
 void cmd_hwidxwalk(uint64_t mode, uint64_t start, uint64_t) {
-    if (start != 0 && (!tn_address_valid(start) || operator_start_node(start) == nullptr)) {
+    const start_node from = typed_start(start);
+    if (from.refused) {
         return;
     }
     hw_index_counts counts{};
     counts.mode = mode;
-    phu_tree_walk(&counts, visit_hw_index, reinterpret_cast<tn *>(start));
+    phu_tree_walk(&counts, visit_hw_index, from.node);
     plu_debug_printf("  hw index count: %d\n", counts.hw_indexes);
     plu_debug_printf("         sn node: %d\n", counts.nodes[PHU_NODE_SN]);
     plu_debug_printf("       skip node: %d\n", counts.nodes[PHU_NODE_SKIP]);

@@ -2,10 +2,10 @@
 
 #include <cstring>
 
-#include "debug_channel/reply.h"
-#include "phu/node_image.h"
 #include "phu/node_print.h"
 #include "platform/phu_library.h"
+#include "records/hw_node.h"
+#include "reply/reply.h"
 #include "tbm/access.h"
 #include "tbm/key.h"
 

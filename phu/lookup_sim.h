@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 inline constexpr uint32_t phu_lookup_failed = 0x4d7eca00;
 

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "debug_channel/reply.h"
-#include "phu/node_image.h"
+#include "records/hw_node.h"
+#include "reply/reply.h"
 
 void phu_print_search_node(const phu_node &node, uint32_t level, uint32_t hw_index) {
     if (!phu_node_branches(node)) {

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "phu/records.h"
-#include "tbm/records.h"
+#include "records/hw_node.h"
+#include "records/tree.h"
 
 inline constexpr int hint_label_size = 96;
 

@@ -2,9 +2,10 @@
 
 #include <cstring>
 
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "phu/node_image.h"
+#include "records/hw_node.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "shm/contexts.h"
 
 namespace {
 
@@ -54,6 +55,7 @@ int phu_csr_read_node(uint32_t bank_id, uint32_t node_id, phu_node &out) {
         return 1;
     }
     uint8_t unit[node_bytes] = {};
+    ++plu_debug_pauses;
     if (const int rc = read(npu, address, 1, 1, unit); rc != 0) {
         plu_debug_printf("failed to read hwindex from npu %d, bank_id %d node_id %d rc: 0x%x\n",
                          npu, bank_id, node_id, static_cast<uint32_t>(rc));

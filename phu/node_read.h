@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "phu/records.h"
+#include "records/hw_node.h"
 
 inline constexpr uint64_t phu_no_address_node = 1;             // node id beyond its bank
 inline constexpr uint64_t phu_no_address_bank = 0xffffffff;    // bank id above 41

@@ -1,8 +1,8 @@
 // Lookup of one prefix through the hardware nodes, with a trace.
-#include "debug_channel/reply.h"
-#include "debug_channel/text.h"
 #include "phu/commands.h"
 #include "phu/lookup_sim.h"
+#include "reply/reply.h"
+#include "reply/text.h"
 #include "tbm/key.h"
 
 extern "C" {

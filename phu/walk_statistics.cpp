@@ -5,16 +5,17 @@
 #include <cstring>
 #include <iterator>
 
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "debug_channel/text.h"
-#include "debug_channel/trace.h"
 #include "phu/commands.h"
-#include "phu/node_image.h"
+#include "records/hw_node.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "reply/text.h"
+#include "reply/trace.h"
+#include "reply/unreadable.h"
+#include "shm/contexts.h"
 #include "tbm/access.h"
-#include "tbm/depth_guard.h"
+#include "tbm/descent.h"
 #include "tbm/key.h"
-#include "tbm/operator_node.h"
 
 namespace {
 
@@ -34,24 +35,12 @@ struct path_record {
 
 /// What a leaf line says about the place of its leaf.
 struct leaf_place {
+    const tn *node;
     int depth;
     int hint_depth;
     const char *letter;
     const path_record *ancestors;
 };
-
-/// Leaf array that a node's leaves are counted in. An internal node among the children has one
-/// where the other nodes have their children, and so neither counts nor is descended into.
-const leaf_array *own_leaves(const tn *node) {
-    if (tn_is_end(node)) {
-        return inode_leaves(node);
-    }
-    if (tn_is_intern(node)) {
-        return nullptr;
-    }
-    const child_slots children = tn_child_slots(node);
-    return children.first == 0 ? nullptr : inode_leaves(children.nodes[0]);
-}
 
 /// "A %s %s %d #\n". A recording is a line per prefix of the whole table: without the general
 /// formatter, which takes as long as the rest of the walk, the queue alone sets its pace.
@@ -62,23 +51,27 @@ void recording_line(const leaf *entry) {
     *at++ = ' ';
     at = std::to_chars(at, std::end(line), tbm_key_vrf(entry->key)).ptr;
     memcpy(at, " #\n", sizeof " #\n");
-    plu_debug_reply(line);
+    plu_debug_send(line);
 }
 
-/// True when what the node's type leads the walk to can be followed. A type that is none of the
-/// three walks like a search node, but its array may be of any kind.
-bool array_followable(const tn *node) {
-    const uint32_t type = tn_type_of(node);
-    return type == TN_SEARCH || type == TN_END || type == TN_INTERN ||
-           stray_children_readable(node);
-}
-
+/// Counts of the walk, and the visitor that makes them. A type that is none of the three walks like
+/// a search node.
 struct tree_statistics {
+    static constexpr descent_rules rules{.odd_types = true, .faults = unreadable::named};
+    /// From a node to its children.
+    struct handed {
+        int hint_depth = 0;
+        const path_record *parent = nullptr;
+    };
+    struct kept {
+        int depth;
+        int hint_depth;
+        path_record record;
+    };
+
     bool leaf_dump;
     bool node_dump;
     bool recording;
-    bool stopped = false;
-    depth_guard guard{};
     int too_deep_nodes = 0;
     uint32_t dumpable_nodes = 0;
     uint32_t dumpable_leaves = 0;
@@ -89,123 +82,118 @@ struct tree_statistics {
     uint32_t bank_nodes = 0;    // nothing counts here
     uint32_t nodes[counted_states][2] = {};
 
-    void walk_roots(const tree_array *root);
-    void visit(const tn *node, int depth, int hint_depth, const path_record *parent);
-    void visit_children(const tn *node, int depth, int hint_depth, const path_record &record);
-    void report_too_deep(const tn *node);
-    void count_leaves(uint8_t state, uint32_t type, const leaf_array *array);
-    void list_leaves(const leaf_array *array, const leaf_place &place);
+    [[gnu::always_inline]] way at(const tn *node, const tree_place &place,
+                                  const handed &from_above);
+    bool into(const tn *node, const tree_place &place, const handed &from_above,
+              const child_slots &children, kept &own);
+    static handed below(const kept &own, int position);
+    void summary() const;
+
+private:
+    bool too_deep(const tn *node, const child_slots &children);
+    leaf_slots count_leaves(const tn *node, const leaf_array *array);
+    void list_leaves(const leaf_array *array, leaf_slots slots, const leaf_place &place);
     void leaf_line(const leaf *entry, const leaf_place &place) const;
     void count_node(const tn *node);
     void show_sn_copy(const tn *node);
     void show_en_copy(const tn *node, uint32_t hw_index);
-    void summary() const;
 };
 
-void tree_statistics::walk_roots(const tree_array *root) {
-    const path_record command{0, nullptr};
-    bool any = false;
-    for (int i = 0; root != nullptr && i < root->ta_nnodes && !stopped; ++i) {
-        if (const tn *node = root->ta_nodes[i]; node != nullptr) {
-            any = true;
-            phu_pfx[0] = static_cast<uint8_t>(i >> 6 & 63);
-            phu_pfx[1] = static_cast<uint8_t>(i & 63);
-            visit(node, 0, 0, &command);
-        }
+inline way tree_statistics::at(const tn *node, const tree_place &place, const handed &from_above) {
+    if (too_deep_nodes >= too_deep_nodes_max) {
+        return way::stop;
     }
-    // The text of the path follows phu_pfx at every step, but only one trace line and whoever looks
-    // after the command can see it: there it is made, which saves a formatting per node.
-    if (any) {
-        phu_pfx_to_str(1);
-    }
-}
-
-void tree_statistics::visit(const tn *node, int depth, int hint_depth, const path_record *parent) {
-    if (!guard.enter(depth, node)) {
-        stopped = true;
-        return;
+    if (place.root) {
+        phu_pfx[0] = static_cast<uint8_t>(place.slot >> 6 & 63);
+        phu_pfx[1] = static_cast<uint8_t>(place.slot & 63);
     }
     ++tbm_nodes;
-    const path_record record{tbm_nodes, parent};
     count_node(node);
-    if (!array_followable(node)) {
-        return;
-    }
-    const uint8_t state = node->hint_state;
-    const leaf_array *array = own_leaves(node);
-    count_leaves(state, tn_type_of(node), array);
     if (tn_is_end(node)) {
-        if (state == HINT_INIT || state == HINT_END) {
-            list_leaves(array, {depth, hint_depth, "E", parent});
+        const leaf_array *array = inode_leaves(node);
+        const leaf_slots slots = count_leaves(node, array);
+        if (node->hint_state == HINT_INIT || node->hint_state == HINT_END) {
+            list_leaves(array, slots,
+                        {node, place.level, from_above.hint_depth, "E", from_above.parent});
         }
-        return;
     }
-    if (tn_child_array(node) == nullptr) {
-        return;
+    return way::down;
+}
+
+bool tree_statistics::into(const tn *node, const tree_place &place, const handed &from_above,
+                           const child_slots &children, kept &own) {
+    const uint8_t state = node->hint_state;
+    const leaf_array *array = inode_leaves(slot_0_inode_named(node, children));
+    const leaf_slots slots = count_leaves(node, array);
+    if (children.array == nullptr) {
+        return false;
     }
     if (state >= counted_states) {
         ++phu_ctx->unexpected_state;
-        phu_pfx_to_str(static_cast<uint32_t>(depth) + 1);
+        phu_pfx_to_str(static_cast<uint32_t>(place.level) + 1);
         PLU_TRACE(trace_class::phu_verification, "%s: Unexpected state incorrect: %d\n",
                   phu_pfx_str, state);
-        return;
+        return false;
     }
     const bool hinted = state == HINT_SEARCH || state == HINT_SEARCH_END;
-    const int next_hint_depth = hinted ? hint_depth + 1 : hint_depth;
-    list_leaves(array,
-                {(depth + 1) & 0xff, next_hint_depth, tn_is_search(node) ? "S" : "E", parent});
-    visit_children(node, depth, next_hint_depth, record);
+    own = {place.level, from_above.hint_depth + (hinted ? 1 : 0), {tbm_nodes, from_above.parent}};
+    list_leaves(array, slots,
+                {node, (place.level + 1) & 0xff, own.hint_depth, tn_is_search(node) ? "S" : "E",
+                 from_above.parent});
+    return place.level <= deepest_parent || !too_deep(node, children);
 }
 
-void tree_statistics::visit_children(const tn *node, int depth, int hint_depth,
-                                     const path_record &record) {
-    // A line may have waited for the client: what hangs here now is asked for anew at every slot.
-    int position = -1;
-    for (int slot = tn_child_slots(node).first; !stopped; ++slot) {
-        const child_slots children = tn_child_slots(node);
-        if (slot >= children.end) {
-            return;
-        }
-        position = sn_ebmap_next(node, position);
-        const tn *child = children.nodes[slot];
-        if (child == nullptr) {
-            continue;
-        }
-        if (depth > deepest_parent) {
-            report_too_deep(node);
-            return;
-        }
-        phu_pfx[depth + 2] = static_cast<uint8_t>(position);
-        visit(child, depth + 1, hint_depth, &record);
+tree_statistics::handed tree_statistics::below(const kept &own, int position) {
+    phu_pfx[own.depth + 2] = static_cast<uint8_t>(position);
+    return {own.hint_depth, &own.record};
+}
+
+/// True, after the line that names it, for a node on the last level that has children.
+bool tree_statistics::too_deep(const tn *node, const child_slots &children) {
+    const auto *first = children.nodes + children.first;
+    const auto *end = children.nodes + std::max(children.first, children.end);
+    if (std::all_of(first, end, [](const tn *child) { return child == nullptr; })) {
+        return false;
     }
-}
-
-void tree_statistics::report_too_deep(const tn *node) {
-    stopped = ++too_deep_nodes >= too_deep_nodes_max;
+    const bool stopped = ++too_deep_nodes >= too_deep_nodes_max;
     plu_debug_printf("tree deeper than %d levels at tn %p, %s\n", deepest_parent + 2,
                      static_cast<const void *>(node),
                      stopped ? "walk stopped" : "children not walked");
+    return true;
 }
 
-void tree_statistics::count_leaves(uint8_t state, uint32_t type, const leaf_array *array) {
-    if (state < counted_states && type < counted_types) {
-        leaves[state][type] += static_cast<uint32_t>(leaf_count(array));
+/// The table has a row for each known state and a column for each known type.
+inline leaf_slots tree_statistics::count_leaves(const tn *node, const leaf_array *array) {
+    const uint8_t state = node->hint_state;
+    const uint32_t type = tn_type_of(node);
+    const leaf_slots slots = leaf_array_slots(array);
+    if (slots.fault != nullptr) {
+        report_unreadable(slots.fault);
     }
+    if (state < counted_states && type < counted_types) {
+        leaves[state][type] += static_cast<uint32_t>(slots.count);
+    }
+    return slots;
 }
 
-void tree_statistics::list_leaves(const leaf_array *array, const leaf_place &place) {
+void tree_statistics::list_leaves(const leaf_array *array, leaf_slots slots,
+                                  const leaf_place &place) {
     if (!leaf_dump && !recording) {
-        dumpable_leaves += static_cast<uint32_t>(leaf_count(array));
+        dumpable_leaves += static_cast<uint32_t>(slots.count);
         return;
     }
-    for (int i = 0; i < leaf_count(array); ++i) {    // it may shrink while a line waits
-        ++dumpable_leaves;
-        const leaf_slots slots = leaf_array_slots(array);
-        const leaf *entry = i < slots.count ? slots.leaves[i] : nullptr;
-        if (entry == nullptr) {
-            continue;
+    for (int i = 0; i < slots.count; ++i, slots = leaf_array_slots(array)) {    // a line may wait
+        if (dumpable_leaves == tbm_walk_prefixes) {
+            stop_walks_at_prefixes(place.node);
+            return;
         }
-        if (recording) {
+        ++dumpable_leaves;
+        const leaf *entry = slots.stored(i);
+        if (!readable_memory::holds(entry)) {
+            if (entry != nullptr) {
+                report_unreadable(entry);
+            }
+        } else if (recording) {
             recording_line(entry);
         } else {
             leaf_line(entry, place);
@@ -226,7 +214,7 @@ void tree_statistics::leaf_line(const leaf *entry, const leaf_place &place) cons
     plu_debug_printf("]\n");
 }
 
-void tree_statistics::count_node(const tn *node) {
+inline void tree_statistics::count_node(const tn *node) {
     const int masks = node->ext_mask_count + node->int_mask_count;
     if (masks > phu_ctx->cfm_mask_count_limit) {
         ++ncfm_nodes;
@@ -296,17 +284,23 @@ void tree_statistics::summary() const {
 }    // namespace
 
 void cmd_walk(uint64_t leaf_mode, uint64_t node_mode, uint64_t) {
-    const tbm_handle_record *handle = tbm_handle_derive();
+    const tbm_handle_record *handle = tbm_handle_derive_or_report();
     if (handle == nullptr) {
-        plu_debug_printf("NULL tbm_handle\n");
         return;
     }
     const bool recording = leaf_mode == recording_mode;
     tree_statistics statistics{.leaf_dump = leaf_mode != 0 && !recording,
                                .node_dump = node_mode != 0,
                                .recording = recording};
+    const path_record command{0, nullptr};
     std::fill_n(phu_pfx, phu_pfx_entries, uint8_t{0});
-    statistics.walk_roots(tbdb_root_of(handle));
+    tree_descent descent(statistics);
+    descent.from_roots(tbdb_root_of(handle), {0, &command});
+    // The text of the path follows phu_pfx at every step, but only one trace line and whoever looks
+    // after the command can see it: there it is made, which saves a formatting per node.
+    if (statistics.tbm_nodes != 0) {
+        phu_pfx_to_str(1);
+    }
     if (!recording) {
         statistics.summary();
     }

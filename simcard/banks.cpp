@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "simcard/memory.h"
+
 namespace simcard {
 
 namespace {
@@ -13,21 +15,40 @@ uint64_t bit(uint32_t n) {
     return uint64_t{1} << n;
 }
 
+/// End of the free run that begins at a node, at most so many nodes long.
+uint32_t free_run_end(const uint64_t *bitmap, uint32_t begin, uint32_t size, uint32_t nodes) {
+    uint32_t end = begin;
+    while (end < size && end - begin < nodes) {
+        const uint64_t word = bitmap[end / 64] >> (end % 64);
+        const uint32_t in_word = 64 - end % 64;
+        const uint32_t run = word == 0 ? in_word : static_cast<uint32_t>(__builtin_ctzll(word));
+        end += run;
+        if (run < in_word) {
+            break;
+        }
+    }
+    return end;
+}
+
 }    // namespace
 
 void Banks::set_up(phu_context &context) {
     context_ = &context;
     waiting_.clear();
+    allocated_.clear();
     waiting_nodes_ = 0;
+    nodes_used_ = 0;
     avoided_ = 0;
     freed_ = false;
-    for (int b = 0; b < phu_banks; ++b) {
-        phu_bank_record &bank = context.bank[b];
-        bank.bank_id = static_cast<uint8_t>(b);
-        bank.stride_level = b == phu_root_bank ? 0 : phu_no_level;
-        bank.bank_size = static_cast<uint16_t>(phu_bank_nodes(b));
-        bank.bitmap_size = static_cast<uint16_t>(phu_bank_nodes(b) / 64);
-        longest_run_[static_cast<size_t>(b)] = bank.bank_size;
+    level_banks_ = {};
+    for (uint32_t b = 0; b < phu_banks; ++b) {
+        const auto size = static_cast<uint32_t>(phu_bank_nodes(static_cast<int>(b)));
+        banks_[b] = {b == phu_root_bank ? uint8_t{0} : phu_no_level, size, 0, size, {}};
+        phu_bank_record &shown = context.bank[b];
+        shown.bank_id = static_cast<uint8_t>(b);
+        shown.stride_level = banks_[b].level;
+        shown.bank_size = static_cast<uint16_t>(size);
+        shown.bitmap_size = static_cast<uint16_t>(size / 64);
     }
     context.stride[0].bank_used = 1;
     context.stride[0].bank_bitmap = bit(phu_root_bank);
@@ -39,11 +60,14 @@ std::optional<Block> Banks::allocate(int level, uint32_t nodes) {
     while (!block && reclaim()) {
         block = allocate_now(level, nodes);
     }
+    if (block) {
+        allocated_.push_back(*block);
+    }
     return block;
 }
 
 std::optional<Block> Banks::allocate_now(int level, uint32_t nodes) {
-    const uint64_t usable = context_->stride[level].bank_bitmap & ~avoided_;
+    const uint64_t usable = level_banks_[static_cast<size_t>(level)] & ~avoided_;
     for (uint64_t left = usable; left != 0; left &= left - 1) {
         if (auto block = allocate_in(static_cast<uint32_t>(__builtin_ctzll(left)), nodes)) {
             return block;
@@ -54,43 +78,35 @@ std::optional<Block> Banks::allocate_now(int level, uint32_t nodes) {
 }
 
 /// First run of free nodes that is long enough.
-std::optional<Block> Banks::allocate_in(uint32_t bank, uint32_t nodes) {
-    const phu_bank_record &record = context_->bank[bank];
-    if (longest_run_[bank] < nodes ||
-        static_cast<uint32_t>(record.bank_size - record.node_used) < nodes) {
+std::optional<Block> Banks::allocate_in(uint32_t number, uint32_t nodes) {
+    Bank &bank = banks_[number];
+    if (bank.longest_run < nodes || bank.size - bank.used < nodes) {
         return std::nullopt;
     }
-    uint32_t at = bank == 0 ? first_usable_node : 0;
-    while (at + nodes <= record.bank_size) {
-        const uint64_t used = record.node_bitmap[at / 64] >> (at % 64);
-        if (used != 0 && (used & 1) != 0) {
+    uint32_t at = number == 0 ? first_usable_node : 0;
+    while (at + nodes <= bank.size) {
+        const uint64_t used = bank.bitmap[at / 64] >> (at % 64);
+        if ((used & 1) != 0) {
             at += static_cast<uint32_t>(~used == 0 ? 64 : __builtin_ctzll(~used));
             continue;
         }
-        uint32_t end = at;    // extend over the free run
-        while (end < record.bank_size && end - at < nodes) {
-            const uint64_t word = record.node_bitmap[end / 64] >> (end % 64);
-            const uint32_t in_word = 64 - end % 64;
-            const uint32_t run = word == 0 ? in_word : static_cast<uint32_t>(__builtin_ctzll(word));
-            end += run;
-            if (run < in_word) {
-                break;
-            }
-        }
+        const uint32_t end = free_run_end(bank.bitmap.data(), at, bank.size, nodes);
         if (end - at >= nodes) {
-            const Block block{bank, at, nodes};
+            const Block block{number, at, nodes};
             mark(block, true);
             return block;
         }
         at = end + 1;
     }
-    longest_run_[bank] = nodes - 1;
+    bank.longest_run = nodes - 1;
     return std::nullopt;
 }
 
 std::optional<uint32_t> Banks::assign_bank(int level) {
     for (uint32_t b = 0; b < phu_reserved_bank; ++b) {
-        if (context_->bank[b].stride_level == phu_no_level) {
+        if (banks_[b].level == phu_no_level) {
+            banks_[b].level = static_cast<uint8_t>(level);
+            level_banks_[static_cast<size_t>(level)] |= bit(b);
             phu_stride_record &stride = context_->stride[level];
             context_->bank[b].stride_level = static_cast<uint8_t>(level);
             stride.level = static_cast<uint8_t>(level);
@@ -104,25 +120,47 @@ std::optional<uint32_t> Banks::assign_bank(int level) {
 }
 
 void Banks::mark(const Block &block, bool used) {
-    phu_bank_record &record = context_->bank[block.bank];
+    Bank &bank = banks_[block.bank];
+    phu_bank_record &shown = context_->bank[block.bank];
     for (uint32_t n = block.first; n < block.first + block.nodes; ++n) {
-        record.node_bitmap[n / 64] = used ? record.node_bitmap[n / 64] | bit(n % 64)
-                                          : record.node_bitmap[n / 64] & ~bit(n % 64);
+        for (uint64_t *word : {&bank.bitmap[n / 64], &shown.node_bitmap[n / 64]}) {
+            *word = used ? *word | bit(n % 64) : *word & ~bit(n % 64);
+        }
     }
-    const auto change = static_cast<int32_t>(used ? block.nodes : -block.nodes);
-    record.node_used = static_cast<uint16_t>(record.node_used + change);
-    context_->bank_node_used += change;
-    context_->max_bank_nodes_usage =
-        std::max(context_->max_bank_nodes_usage, context_->bank_node_used);
+    const int64_t change = used ? block.nodes : -int64_t{block.nodes};
+    advance(bank.used, change);
+    advance(shown.node_used, change);
+    advance(context_->bank_node_used, change);
+    nodes_used_ += static_cast<int32_t>(change);
+    context_->max_bank_nodes_usage = std::max(context_->max_bank_nodes_usage, nodes_used_);
 }
 
 void Banks::set_root(uint32_t slot, bool used) {
-    phu_bank_record &record = context_->bank[phu_root_bank];
-    const bool was = (record.node_bitmap[slot / 64] & bit(slot % 64)) != 0;
+    Bank &bank = banks_[phu_root_bank];
+    phu_bank_record &shown = context_->bank[phu_root_bank];
+    const bool was = (bank.bitmap[slot / 64] & bit(slot % 64)) != 0;
     if (was != used) {
-        record.node_bitmap[slot / 64] ^= bit(slot % 64);
-        record.node_used = static_cast<uint16_t>(record.node_used + (used ? 1 : -1));
+        bank.bitmap[slot / 64] ^= bit(slot % 64);
+        shown.node_bitmap[slot / 64] ^= bit(slot % 64);
+        advance(bank.used, used ? 1 : -1);
+        advance(shown.node_used, used ? 1 : -1);
     }
+}
+
+void Banks::next_operation() {
+    ++operation_;
+    allocated_.clear();
+}
+
+void Banks::roll_back() {
+    while (!waiting_.empty() && waiting_.back().operation == operation_) {
+        waiting_nodes_ -= waiting_.back().block.nodes;
+        waiting_.pop_back();
+    }
+    for (const Block &block : allocated_) {
+        free_now(block);
+    }
+    allocated_.clear();
 }
 
 void Banks::release_later(const Block &block) {
@@ -130,29 +168,36 @@ void Banks::release_later(const Block &block) {
     waiting_nodes_ += block.nodes;
 }
 
-/// Frees the block that has waited longest; a bank without nodes loses its level.
-void Banks::free_front() {
-    const Block block = waiting_.front().block;
-    waiting_.pop_front();
-    waiting_nodes_ -= block.nodes;
+/// A bank without nodes loses its level.
+void Banks::free_now(const Block &block) {
     mark(block, false);
     for (uint32_t n = block.first; n < block.first + block.nodes; ++n) {
         clear_(clear_context_, block.bank, n);
     }
-    phu_bank_record &record = context_->bank[block.bank];
-    longest_run_[block.bank] = record.bank_size;
+    Bank &bank = banks_[block.bank];
+    bank.longest_run = bank.size;
     freed_ = true;
-    if (record.node_used != 0) {
+    if (bank.used != 0) {
         return;
     }
-    phu_stride_record &stride = context_->stride[record.stride_level];
+    level_banks_[bank.level] &= ~bit(block.bank);
+    phu_stride_record &stride = context_->stride[bank.level];
     stride.bank_used--;
     stride.bank_bitmap &= ~bit(block.bank);
-    if (stride.bank_used == 0) {
+    if (level_banks_[bank.level] == 0) {
         stride.level = 0;
     }
+    bank.level = phu_no_level;
     context_->bank_bitmap &= ~bit(block.bank);
-    record.stride_level = phu_no_level;
+    context_->bank[block.bank].stride_level = phu_no_level;
+}
+
+/// Frees the block that has waited longest.
+void Banks::free_front() {
+    const Block block = waiting_.front().block;
+    waiting_.pop_front();
+    waiting_nodes_ -= block.nodes;
+    free_now(block);
 }
 
 void Banks::flush() {
@@ -174,21 +219,19 @@ bool Banks::reclaim() {
 
 uint64_t Banks::sparse() const {
     uint64_t result = 0;
-    for (int level = 1; level < phu_stride_levels; ++level) {
-        int32_t room = 0;
-        int32_t fewest = phu_large_bank_nodes + 1;
+    for (const uint64_t of_level : level_banks_) {
+        uint32_t room = 0;
+        uint32_t fewest = phu_large_bank_nodes + 1;
         uint32_t emptiest = 0;
-        for (uint64_t left = context_->stride[level].bank_bitmap; left != 0; left &= left - 1) {
+        for (uint64_t left = of_level; left != 0; left &= left - 1) {
             const auto b = static_cast<uint32_t>(__builtin_ctzll(left));
-            const phu_bank_record &bank = context_->bank[b];
-            room += bank.bank_size - bank.node_used;
-            if (bank.node_used < fewest) {
-                fewest = bank.node_used;
+            room += banks_[b].size - banks_[b].used;
+            if (banks_[b].used < fewest) {
+                fewest = banks_[b].used;
                 emptiest = b;
             }
         }
-        if (fewest <= phu_large_bank_nodes &&
-            room - (context_->bank[emptiest].bank_size - fewest) >= fewest) {
+        if (of_level != 0 && room - (banks_[emptiest].size - fewest) >= fewest) {
             result |= bit(emptiest);
         }
     }

@@ -1,13 +1,15 @@
 // Node memory accounting: banks given to stride levels, blocks of consecutive nodes, and blocks
-// that wait for the flush timer.
+// that wait for the flush timer. The account is the card's own; the records of the context show it,
+// and damage there is neither followed nor mended.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <vector>
 
-#include "phu/records.h"
+#include "records/context.h"
 
 namespace simcard {
 
@@ -32,12 +34,17 @@ public:
 
     /// Marks a root node used or free, at once.
     void set_root(uint32_t slot, bool used);
+    [[nodiscard]] bool root_used(uint32_t slot) const {
+        return (banks_[phu_root_bank].bitmap[slot / 64] >> (slot % 64) & 1) != 0;
+    }
 
     /// One step of the flush timer: frees what has waited since before the last step.
     void flush();
 
     /// Starts a new operation: what was released before may be taken back when room is short.
-    void next_operation() { ++operation_; }
+    void next_operation();
+    /// Takes back what was allocated and released since then.
+    void roll_back();
 
     /// Banks worth emptying: of each level with several, the one with the fewest nodes in use when
     /// the others have room for them. Bit b: bank b.
@@ -58,6 +65,13 @@ public:
     void on_clear(Clear clear, void *context) { clear_ = clear, clear_context_ = context; }
 
 private:
+    struct Bank {
+        uint8_t level;
+        uint32_t size;
+        uint32_t used;
+        uint32_t longest_run;    // upper bound of its free runs
+        std::array<uint64_t, phu_large_bank_nodes / 64> bitmap;
+    };
     struct Waiting {
         Block block;
         uint64_t operation;
@@ -68,14 +82,18 @@ private:
     std::optional<Block> allocate_in(uint32_t bank, uint32_t nodes);
     std::optional<uint32_t> assign_bank(int level);
     void mark(const Block &block, bool used);
+    void free_now(const Block &block);
     void free_front();
     bool reclaim();
 
     phu_context *context_ = nullptr;
+    std::array<Bank, phu_banks> banks_{};
+    std::array<uint64_t, phu_stride_levels> level_banks_{};    // bit b: bank b has the level
     std::deque<Waiting> waiting_;
-    std::array<uint32_t, phu_banks> longest_run_{};    // upper bound of each bank's free runs
+    std::vector<Block> allocated_;    // since the current operation began
     uint64_t avoided_ = 0;
     uint32_t waiting_nodes_ = 0;
+    int32_t nodes_used_ = 0;
     uint64_t operation_ = 0;
     uint64_t tick_ = 0;
     bool freed_ = false;

@@ -1,8 +1,11 @@
 // The simulated line card: memory, tree, hardware and exact match behind one lock.
+//
+// Every public function of the card takes the lock. Without it may be read: where the contexts and
+// the hash tables lie, which power-on alone decides; and, by the process, the records in shared
+// memory, which it reads as they are.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -18,7 +21,7 @@
 
 namespace simcard {
 
-/// Codes of the entry functions; 0 is success.
+/// Codes of the entry functions; 0 is success, any other one means that nothing has changed.
 enum CardCode : uint32_t {
     card_ok = 0,
     card_not_ready = 0x4d7e9001,        // the library was not initialised
@@ -27,9 +30,10 @@ enum CardCode : uint32_t {
     card_absent = 0x4d7e9004,           // the prefix is not in the table
     card_tables_full = 0x4d7e9005,      // no place in the hash tables
     card_out_of_memory = 0x4d7e9006,    // no room for tree records
+    card_damaged = 0x4d7e9007,          // a record on the way is not what the card has made of it
 };
 
-inline constexpr uint8_t default_mask_limit = 8;
+constexpr uint8_t default_mask_limit = 8;
 
 struct CardOptions {
     uint32_t npus = 4;
@@ -50,7 +54,7 @@ public:
 
     /// Adds many prefixes at once, the hardware being built at the end. Entries that cannot be
     /// added (doubles, impossible ones, full tables) are counted in `refused`. Returns the number
-    /// added.
+    /// added. A card with a damaged tree is out of service after that.
     size_t load(std::vector<pfx_entry> entries, size_t *refused = nullptr);
 
     /// Text forms for tests and tools: "10.1.2.0/24". A malformed text gives card_bad_entry.
@@ -58,16 +62,35 @@ public:
     uint32_t remove(const std::string &prefix, uint16_t vrf = 0);
 
     /// Background work, as the process's timer drives it.
-    void fill_holes();
-    int flush();
+    uint32_t fill_holes();
+    uint32_t flush();
 
+    /// Longest match of an address into a fresh result, which says nothing with another code than
+    /// card_ok.
+    uint32_t search(const Key &key, SearchResult &result) const;
     [[nodiscard]] SearchResult search(const Key &key) const;
-    /// Leaf of exactly this prefix, or null.
+    /// Leaf of exactly this prefix, null without one.
+    uint32_t find(const pfx_entry &entry, leaf *&result) const;
     [[nodiscard]] leaf *find(const pfx_entry &entry) const;
-    [[nodiscard]] uint32_t prefixes() const { return match_.size(); }
+    /// The exact match of a prefix in some buckets, one per table: its table and its leaf
+    /// reference.
+    uint32_t match_in(const ExactMatch::Homes &homes, const MatchEntry &wanted, uint32_t &table,
+                      uint32_t &reference) const;
+    [[nodiscard]] uint32_t prefixes() const;
 
-    [[nodiscard]] bool ready() const { return ready_; }
-    /// The parts, for tests that plant faults and for the library functions.
+    /// The chips' own calls and codes.
+    int read_node(uint32_t hw_index, void *buffer) const;
+    int read_chip(int npu, uint64_t address, void *out) const;
+    int write_chip(int npu, uint64_t address, const void *value);
+
+    [[nodiscard]] bool ready() const;
+
+    /// Nothing changes on the card while the lock returned is held.
+    [[nodiscard]] std::unique_lock<std::mutex> hold() const { return std::unique_lock(lock_); }
+    /// Nodes whose children could not be hinted for lack of bank room.
+    [[nodiscard]] uint32_t starved() const;
+
+    /// The parts, without the lock: for tests that plant faults and for the library's start.
     [[nodiscard]] FixedPart &fixed() { return memory_.fixed(); }
     [[nodiscard]] Memory &memory() { return memory_; }
     [[nodiscard]] Chip &chip() { return chip_; }
@@ -75,14 +98,29 @@ public:
     [[nodiscard]] Mirror &mirror() { return mirror_; }
     [[nodiscard]] ExactMatch &match() { return match_; }
 
-    /// Every prefix of the tree in walk order.
-    void each_leaf(const std::function<void(const leaf &)> &visit) const;
-
 private:
+    /// A prefix on its way into the tables or out of them.
+    struct Target {
+        Key key;
+        MatchEntry match;
+        ExactMatch::Homes homes;
+        MatchEntry *found;
+        Path path;
+    };
+
     Card();
 
-    uint32_t check_add(const pfx_entry &entry, Key &key, MatchEntry &match) const;
-    uint32_t add_to_tables(const Key &key, MatchEntry &match, Path &path);
+    template <typename Operation>
+    uint32_t change(const Operation &operation);
+    template <typename Look>
+    uint32_t look(const Look &look) const;
+    uint32_t add_entry(const pfx_entry &entry);
+    uint32_t remove_entry(const pfx_entry &entry);
+    uint32_t target_of(const pfx_entry &entry, Target &target) const;
+    uint32_t add_to_tables(Target &target);
+    size_t load_sorted(const std::vector<std::pair<Key, MatchEntry>> &sorted);
+    void drop_empty_root(uint32_t slot);
+    void build_hardware();
     void set_up_contexts(const CardOptions &options);
 
     mutable std::mutex lock_;
@@ -91,7 +129,7 @@ private:
     Banks banks_;
     Chip chip_;
     ExactMatch match_{memory_};
-    Mirror mirror_{memory_, tree_, banks_, chip_};
+    Mirror mirror_{memory_, banks_, chip_};
     bool ready_ = false;
 };
 

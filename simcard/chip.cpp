@@ -14,7 +14,6 @@ constexpr uint32_t profile_offset = 0x0fa8;
 constexpr uint32_t hint_enable_offset = 0x40e0;
 constexpr uint32_t node_stride = 32;
 constexpr uint64_t direct_read_bytes = 24;
-constexpr uint32_t bank_and_node = 0xffffff;
 
 uint64_t bank_base(int bank) {
     const auto b = static_cast<uint64_t>(bank);
@@ -65,7 +64,7 @@ void Chip::write_node(uint32_t hw_index, const phu_node &image) {
     nodes_[linear(hw_index)] = image;
 }
 
-phu_node Chip::node(uint32_t hw_index) const {
+const phu_node &Chip::node(uint32_t hw_index) const {
     return nodes_[linear(hw_index)];
 }
 
@@ -73,7 +72,8 @@ int Chip::read_index(uint32_t hw_index, void *buffer) const {
     if (!exists(hw_index)) {
         return chip_bad_address;
     }
-    if (std::find(faults_.begin(), faults_.end(), hw_index & bank_and_node) != faults_.end()) {
+    if (std::find(faults_.begin(), faults_.end(), hw_index & hw_index_place_mask) !=
+        faults_.end()) {
         return chip_fault;
     }
     memcpy(buffer, &nodes_[linear(hw_index)], sizeof(phu_node));
@@ -129,7 +129,7 @@ int Chip::write(int npu, uint64_t address, const void *value) {
 }
 
 void Chip::plant_read_fault(uint32_t hw_index, bool failing) {
-    const uint32_t node = hw_index & bank_and_node;
+    const uint32_t node = hw_index & hw_index_place_mask;
     std::erase(faults_, node);
     if (failing) {
         faults_.push_back(node);

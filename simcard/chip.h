@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "phu/node_image.h"
-#include "phu/records.h"
+#include "records/context.h"
+#include "records/hw_node.h"
 
 namespace simcard {
 
@@ -23,7 +23,7 @@ public:
     void reset(uint32_t npus, uint32_t active_map);
 
     void write_node(uint32_t hw_index, const phu_node &image);
-    [[nodiscard]] phu_node node(uint32_t hw_index) const;
+    [[nodiscard]] const phu_node &node(uint32_t hw_index) const;
 
     /// Library read by index: 0 and 17 bytes, or a code.
     int read_index(uint32_t hw_index, void *buffer) const;

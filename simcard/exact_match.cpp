@@ -1,7 +1,6 @@
 #include "simcard/exact_match.h"
 
 #include <cstring>
-#include <vector>
 
 namespace simcard {
 
@@ -35,18 +34,23 @@ MatchEntry *free_entry(Bucket *bucket) {
     return nullptr;
 }
 
+MatchEntry *first_free(const ExactMatch::Homes &buckets) {
+    for (Bucket *bucket : buckets) {
+        if (MatchEntry *place = free_entry(bucket); place != nullptr) {
+            return place;
+        }
+    }
+    return nullptr;
+}
+
 }    // namespace
 
-bool ExactMatch::set_up() {
+void ExactMatch::set_up() {
     size_ = 0;
     for (size_t table = 0; table < tables_.size(); ++table) {
         tables_[table] = static_cast<Bucket *>(
             memory_.allocate(Kind::table, size_t{table_entries[table]} * sizeof(MatchEntry)));
-        if (tables_[table] == nullptr) {
-            return false;
-        }
     }
-    return true;
 }
 
 bool ExactMatch::make_entry(const pfx_entry &prefix, MatchEntry &entry) {
@@ -96,100 +100,93 @@ Bucket *ExactMatch::bucket(int table, uint32_t hash) const {
     return home;
 }
 
-std::array<Bucket *, plu_hash_tables> ExactMatch::homes(const MatchEntry &entry) const {
+ExactMatch::Homes ExactMatch::homes(const MatchEntry &entry) const {
     const auto hash = hashes(entry);
     return {bucket(0, hash[0]), bucket(1, hash[1]), bucket(2, hash[2])};
 }
 
 MatchEntry *ExactMatch::find_in(Bucket *bucket, const MatchEntry &entry) {
-    for (MatchEntry &candidate : bucket->entry) {
-        if (same_prefix(candidate, entry)) {
-            return &candidate;
+    for (uint32_t i = 0; bucket != nullptr && i < bucket_entries; ++i) {
+        if (same_prefix(bucket->entry[i], entry)) {
+            return &bucket->entry[i];
         }
     }
     return nullptr;
 }
 
-const MatchEntry *ExactMatch::find(const MatchEntry &entry) const {
-    const auto hash = hashes(entry);
-    for (int table = 0; table < plu_hash_tables; ++table) {
-        if (const MatchEntry *found =
-                find_in(bucket(table, hash[static_cast<size_t>(table)]), entry);
-            found != nullptr) {
-            return found;
-        }
+MatchEntry *ExactMatch::find(const Homes &homes, const MatchEntry &entry) {
+    MatchEntry *found = nullptr;
+    for (size_t table = 0; table < homes.size() && found == nullptr; ++table) {
+        found = find_in(homes[table], entry);
     }
-    return nullptr;
+    return found;
 }
 
-bool ExactMatch::erase(const MatchEntry &entry) {
-    auto *found = const_cast<MatchEntry *>(find(entry));
-    if (found == nullptr) {
-        return false;
-    }
+void ExactMatch::erase(MatchEntry *found) {
     *found = {};
     --size_;
-    return true;
 }
 
-bool ExactMatch::insert(const MatchEntry &entry) {
-    const auto buckets = homes(entry);
-    for (int round = 0; round < 2; ++round) {
-        for (Bucket *home : buckets) {
-            if (MatchEntry *place = free_entry(home); place != nullptr) {
-                *place = entry;
-                ++size_;
-                return true;
-            }
-        }
-        if (round == 0 && !make_room(entry)) {
-            return false;
-        }
+MatchEntry *ExactMatch::insert(const Homes &homes, const MatchEntry &entry) {
+    MatchEntry *place = first_free(homes);
+    if (place == nullptr && make_room(homes)) {
+        place = first_free(homes);
     }
-    return false;
+    if (place != nullptr) {
+        *place = entry;
+        ++size_;
+    }
+    return place;
 }
 
-/// Breadth-first search for a chain of moves that frees an entry in one of the prefix's buckets;
-/// moves from its end, so that every prefix can be found at any moment.
-bool ExactMatch::make_room(const MatchEntry &entry) {
-    struct Step {
-        Bucket *bucket;
-        int parent;         // step whose entry can move into this bucket
-        uint32_t victim;    // that entry
-    };
+/// Breadth-first search for a chain of moves that frees an entry in one of the prefix's buckets.
+bool ExactMatch::make_room(const Homes &homes) {
     constexpr size_t longest_search = 20000;
     std::vector<Step> steps;
-    for (Bucket *home : homes(entry)) {
+    for (Bucket *home : homes) {
         steps.push_back({home, -1, 0});
     }
     for (size_t at = 0; at < steps.size() && steps.size() < longest_search; ++at) {
-        for (uint32_t victim = 0; victim < bucket_entries; ++victim) {
-            for (Bucket *target : homes(steps[at].bucket->entry[victim])) {
-                if (target == steps[at].bucket) {
-                    continue;
-                }
-                MatchEntry *place = free_entry(target);
-                if (place == nullptr) {
-                    steps.push_back({target, static_cast<int>(at), victim});
-                    continue;
-                }
-                auto step = static_cast<int>(at);
-                MatchEntry *source = &steps[at].bucket->entry[victim];
-                for (;;) {
-                    *place = *source;
-                    *source = {};
-                    const Step &done = steps[static_cast<size_t>(step)];
-                    if (done.parent < 0) {
-                        return true;
-                    }
-                    place = source;
-                    source = &steps[static_cast<size_t>(done.parent)].bucket->entry[done.victim];
-                    step = done.parent;
-                }
-            }
+        if (free_a_place(steps, at)) {
+            return true;
         }
     }
     return false;
+}
+
+/// Frees an entry of a step's bucket if one of its entries has a free place elsewhere; else notes
+/// the buckets where they could go.
+bool ExactMatch::free_a_place(std::vector<Step> &steps, size_t at) {
+    Bucket *bucket = steps[at].bucket;
+    for (uint32_t victim = 0; victim < bucket_entries; ++victim) {
+        for (Bucket *target : homes(bucket->entry[victim])) {
+            if (target == bucket) {
+                continue;
+            }
+            if (MatchEntry *place = free_entry(target); place != nullptr) {
+                move_chain(steps, at, &bucket->entry[victim], place);
+                return true;
+            }
+            steps.push_back({target, static_cast<int>(at), victim});
+        }
+    }
+    return false;
+}
+
+/// Moves an entry of a step's bucket to its place, then the parent's victim to where it was, and so
+/// on: from the end of the chain, so that every prefix can be found at any moment.
+void ExactMatch::move_chain(const std::vector<Step> &steps, size_t at, MatchEntry *source,
+                            MatchEntry *place) {
+    *place = *source;
+    *source = {};
+    for (Step step = steps[at]; step.parent >= 0;) {
+        const Step &parent = steps[static_cast<size_t>(step.parent)];
+        MatchEntry *next = &parent.bucket->entry[step.victim];
+        *source = *next;
+        *next = {};
+        source = next;
+        step = parent;
+    }
 }
 
 }    // namespace simcard

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 namespace simcard {
 
@@ -11,11 +11,6 @@ inline void add_length(mask128 &mask, uint32_t length) {
     if (length >= 1 && length <= 128) {
         (length <= 64 ? mask.high : mask.low) |= uint64_t{1} << ((128 - length) % 64);
     }
-}
-inline mask128 one_length(uint32_t length) {
-    mask128 mask{};
-    add_length(mask, length);
-    return mask;
 }
 inline uint32_t lengths(const mask128 &mask) {
     return static_cast<uint32_t>(__builtin_popcountll(mask.low) + __builtin_popcountll(mask.high));

@@ -6,10 +6,10 @@
 extern "C" {
 
 int ot_csr_read(int npu, uint64_t address, int, int, void *out) {
-    return simcard::Card::instance().chip().read(npu, address, out);
+    return simcard::Card::instance().read_chip(npu, address, out);
 }
 
 int ot_csr_write(int npu, uint64_t address, int, int, int, const void *value) {
-    return simcard::Card::instance().chip().write(npu, address, value);
+    return simcard::Card::instance().write_chip(npu, address, value);
 }
 }

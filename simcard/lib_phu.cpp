@@ -10,19 +10,21 @@ using simcard::Card;
 extern "C" {
 
 int phu_hw_read_node(int, uint32_t hw_index, void *buffer) {
-    return Card::instance().chip().read_index(hw_index, buffer);
+    return Card::instance().read_node(hw_index, buffer);
 }
 
 int phu_search(tbm_handle_record *handle, const uint8_t *key, leaf **result, uint8_t *level,
                mask128 *hint_mask, uint8_t *hint_level, uint8_t *hint_codes,
                hint_trail_entry *hint_trail) {
     Card &card = Card::instance();
-    if (!card.ready() || handle != &card.fixed().handle) {
-        return static_cast<int>(simcard::card_not_ready);
-    }
     simcard::Key wanted;
     memcpy(wanted.bytes, key, tbm_key_bytes);
-    const simcard::SearchResult found = card.search(wanted);
+    simcard::SearchResult found;
+    const uint32_t code = handle == &card.fixed().handle ? card.search(wanted, found)
+                                                         : uint32_t{simcard::card_not_ready};
+    if (code != simcard::card_ok) {
+        return static_cast<int>(code);
+    }
     *result = found.best;
     *level = found.level;
     *hint_mask = found.hint_mask;
@@ -36,8 +38,10 @@ int phu_lkup_entry(const pfx_entry *entry, leaf **result) {
     if (entry == nullptr || result == nullptr) {
         return static_cast<int>(simcard::card_bad_entry);
     }
-    *result = Card::instance().find(*entry);
-    return *result == nullptr ? static_cast<int>(simcard::card_absent) : 0;
+    *result = nullptr;
+    const uint32_t code = Card::instance().find(*entry, *result);
+    const bool absent = code == simcard::card_ok && *result == nullptr;
+    return static_cast<int>(absent ? simcard::card_absent : code);
 }
 
 int tbmh_count_prefixes(tbm_handle_record *) {

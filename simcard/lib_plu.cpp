@@ -1,6 +1,8 @@
 // libqmt_plu.so: start-up, background work, entry functions and the exact-match path.
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "platform/plu_library.h"
 #include "simcard/start.h"
@@ -46,15 +48,15 @@ int plu_startup_done_notify_register(void *event_manager) {
 }
 
 int plu_fill_hole_background(uint32_t *scratch, int) {
-    Card::instance().fill_holes();
+    const uint32_t code = Card::instance().fill_holes();
     if (scratch != nullptr) {
-        *scratch = Card::instance().mirror().starved();
+        *scratch = Card::instance().starved();
     }
-    return 0;
+    return static_cast<int>(code);
 }
 
 int plu_hw_increase_flush_timer() {
-    return Card::instance().flush();
+    return static_cast<int>(Card::instance().flush());
 }
 
 uint32_t plu_add_entry(const pfx_entry *entry) {
@@ -98,20 +100,12 @@ int plu_lookup_entry(const pfx_entry *entry, void *hashes, uint32_t *, uint32_t 
     if (entry == nullptr || hashes == nullptr || !ExactMatch::make_entry(*entry, match)) {
         return static_cast<int>(simcard::card_bad_entry);
     }
-    void *buckets[plu_hash_tables];
-    memcpy(buckets,
-           static_cast<char *>(hashes) + offsetof(plu_entry_ctx, bucket) -
-               offsetof(plu_entry_ctx, hash),
-           sizeof buckets);
-    for (uint32_t table = 0; table < plu_hash_tables; ++table) {
-        auto *bucket = static_cast<simcard::Bucket *>(buckets[table]);
-        const MatchEntry *found = bucket == nullptr ? nullptr : ExactMatch::find_in(bucket, match);
-        if (found != nullptr) {
-            *result0 = table;
-            *result1 = found->leaf;
-            return 0;
-        }
-    }
-    return static_cast<int>(simcard::card_absent);
+    // The hashes are those of a whole work record.
+    const auto *context = reinterpret_cast<const plu_entry_ctx *>(
+        static_cast<const char *>(hashes) - offsetof(plu_entry_ctx, hash));
+    ExactMatch::Homes homes;
+    std::transform(std::begin(context->bucket), std::end(context->bucket), homes.begin(),
+                   [](void *bucket) { return static_cast<simcard::Bucket *>(bucket); });
+    return static_cast<int>(Card::instance().match_in(homes, match, *result0, *result1));
 }
 }

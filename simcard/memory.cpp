@@ -1,8 +1,5 @@
 #include "simcard/memory.h"
 
-#include <sys/mman.h>
-
-#include <algorithm>
 #include <cstring>
 
 namespace simcard {
@@ -13,16 +10,9 @@ constexpr size_t prefix_space = 0x180000000;    // 6 GiB behind the node of root
 constexpr size_t slack = 4U << 20;              // the space's last byte is readable, too
 constexpr size_t region_size = (sizeof(FixedPart) + prefix_space + slack) & ~size_t{4095};
 constexpr size_t huge_page = 2U << 20;
-constexpr size_t slab_bytes = 64U << 10;
 
 // Addresses repeat from run to run; free under the sanitizers' shadow layouts, too.
 constexpr uintptr_t preferred_address = 0x7ea000000000;
-
-void *reserve(void *wanted, int flags) {
-    void *region = mmap(wanted, region_size, PROT_READ | PROT_WRITE,
-                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | flags, -1, 0);
-    return region == MAP_FAILED ? nullptr : region;
-}
 
 constexpr size_t rounded(size_t bytes, size_t step) {
     return (bytes + step - 1) / step * step;
@@ -30,102 +20,159 @@ constexpr size_t rounded(size_t bytes, size_t step) {
 
 }    // namespace
 
-Memory::~Memory() {
-    if (base_ != nullptr) {
-        munmap(base_, region_size);
-    }
-}
-
 bool Memory::map() {
-    void *wanted = base_ != nullptr ? base_ : reinterpret_cast<void *>(preferred_address);
-    void *region = reserve(wanted, base_ != nullptr ? MAP_FIXED : MAP_FIXED_NOREPLACE);
-    if (region == nullptr) {
-        region = reserve(nullptr, 0);
-    }
-    if (region == nullptr) {
+    if (!region_.map(region_size, reinterpret_cast<void *>(preferred_address))) {
         return false;
     }
-    base_ = region;
-    madvise(base_, region_size, MADV_HUGEPAGE);
-    auto *start = static_cast<uint8_t *>(base_);
+    auto *start = static_cast<uint8_t *>(region_.begin());
     next_ = start + rounded(sizeof(FixedPart), huge_page);
     end_ = start + offsetof(FixedPart, first_node) + prefix_space;
+    first_seals_ = {};
+    roots_ = {};
     classes_ = {};
-    return true;
+    undo_.forget();
+    allocated_.clear();
+    released_.clear();
+    return blocks_.set_up(next_, room() / slab_bytes);
 }
 
-void *Memory::allocate(Kind kind, size_t bytes) {
-    const size_t size = rounded(bytes, class_step);
-    const bool small = size / class_step < classes;
-    void *block = nullptr;
-    if (small) {
-        block = carve(class_of(kind, size), pool_of(kind), size);
-    } else if (room() >= size) {
-        block = next_;
-        next_ += rounded(size, 64);
+void Memory::open_first_slabs() {
+    constexpr struct {
+        Kind kind;
+        size_t bytes;
+    } first[] = {{Kind::leaf, sizeof(leaf)},
+                 {Kind::node, sizeof(tn)},
+                 {Kind::child_array, sizeof(tree_array)},
+                 {Kind::child_slots, sizeof(void *)},
+                 {Kind::leaf_array, sizeof(leaf_array)},
+                 {Kind::leaf_slots, sizeof(void *)}};
+    for (const auto &row : first) {
+        new_slab(class_of(row.kind, row.bytes), row.kind, row.bytes);
     }
+}
+
+void *Memory::allocate(Kind kind, size_t bytes, uint32_t place) {
+    if (kind == Kind::table) {
+        return allocate_table(bytes);
+    }
+    void *block = carve(kind, bytes);
     if (block != nullptr) {
-        memset(block, 0, small ? size : 0);
-        count(pool_of(kind), 1, size);
+        memset(block, 0, bytes);
+        note_place(kind, block, place);
+        count(pool_of(kind), 1, bytes);
+        allocated_.push_back({kind, block});
     }
     return block;
 }
 
-void *Memory::carve(SizeClass &size_class, Pool pool, size_t bytes) {
+/// Arrays and slots are known by the seals of their nodes.
+void Memory::note_place(Kind kind, const void *block, uint32_t place) {
+    if (kind == Kind::node || kind == Kind::leaf) {
+        const BlockTable::Note note = blocks_.find(kind, block);
+        note.tag() = place;
+        if (kind == Kind::node) {
+            note.seals() = {};
+        }
+    }
+}
+
+/// Tables are never given back and begin at slabs.
+void *Memory::allocate_table(size_t bytes) {
+    if (room() < rounded(bytes, slab_bytes)) {
+        return nullptr;
+    }
+    void *table = next_;
+    next_ += rounded(bytes, slab_bytes);
+    count(Pool::tables, 1, bytes);
+    return table;
+}
+
+void *Memory::carve(Kind kind, size_t bytes) {
+    SizeClass &size_class = class_of(kind, bytes);
+    int64_t &ready = phu().pool_free[static_cast<size_t>(pool_of(kind))];
     if (!size_class.free.empty()) {
         void *block = size_class.free.front();
         size_class.free.pop_front();
-        phu().pool_free[static_cast<size_t>(pool)]--;
+        advance(ready, -1);
         return block;
     }
-    if (size_class.slab_next == nullptr || size_class.slab_next + bytes > size_class.slab_end) {
+    if (size_class.slab_next == size_class.slab_end) {
         if (room() < slab_bytes) {
             return nullptr;
         }
-        size_class.slab_next = next_;
-        size_class.slab_end = next_ + slab_bytes - class_step;    // a zero word ends the slab
-        next_ += slab_bytes;
-        const auto blocks = static_cast<int64_t>((slab_bytes - class_step) / bytes);
-        phu().pool_free[static_cast<size_t>(pool)] += blocks;
-        if (static_cast<int>(pool) < phu_pools_with_record) {
-            fixed().pool_record[static_cast<size_t>(pool)].size += static_cast<int32_t>(blocks);
-        }
+        new_slab(size_class, kind, bytes);
     }
     void *block = size_class.slab_next;
     size_class.slab_next += bytes;
-    phu().pool_free[static_cast<size_t>(pool)]--;
+    advance(ready, -1);
     return block;
 }
 
-void Memory::release(Kind kind, void *block, size_t bytes) {
-    if (block == nullptr) {
-        return;
+void Memory::new_slab(SizeClass &size_class, Kind kind, size_t bytes) {
+    const uint32_t blocks = blocks_.add_slab(next_, kind, bytes);
+    size_class.slab_next = next_;
+    size_class.slab_end = next_ + blocks * bytes;
+    next_ += slab_bytes;
+    const auto pool = static_cast<size_t>(pool_of(kind));
+    advance(phu().pool_free[pool], blocks);
+    advance(fixed().pool_record[pool].size, blocks);
+}
+
+void Memory::set_root(uint32_t slot, tn *node) {
+    tn *&shown = fixed().root_slots[slot];
+    undo_.save(shown);
+    undo_.save(roots_[slot]);
+    shown = roots_[slot] = node;
+}
+
+void Memory::release(Kind kind, const void *block) {
+    if (block != nullptr) {
+        released_.push_back({kind, const_cast<void *>(block)});
     }
-    const size_t size = rounded(bytes, class_step);
-    class_of(kind, size).free.push_back(block);
-    phu().pool_free[static_cast<size_t>(pool_of(kind))]++;
-    count(pool_of(kind), -1, size);
+}
+
+void Memory::put_back(const Used &used) {
+    const size_t bytes = blocks_.find(used.kind, used.block).bytes();
+    note_place(used.kind, used.block, 0);
+    class_of(used.kind, bytes).free.push_back(used.block);
+    advance(phu().pool_free[static_cast<size_t>(pool_of(used.kind))], 1);
+    count(pool_of(used.kind), -1, bytes);
+}
+
+void Memory::commit() {
+    for (const Used &used : released_) {
+        put_back(used);
+    }
+    released_.clear();
+    allocated_.clear();
+    undo_.forget();
+}
+
+void Memory::roll_back() {
+    undo_.roll_back();
+    for (const Used &used : allocated_) {
+        put_back(used);
+        phu_context &context = phu();
+        advance(context.shm_alloc, -1);
+        advance(context.shm_free, -1);
+    }
+    allocated_.clear();
+    released_.clear();
 }
 
 /// Alloc and free per pool are blocks in use and blocks ready for use; the shm totals count events.
 void Memory::count(Pool pool, int64_t blocks, size_t bytes) {
     phu_context &context = phu();
-    const int64_t delta = blocks * static_cast<int64_t>(bytes);
-    context.pool_alloc[static_cast<size_t>(pool)] += blocks;
-    context.pool_bytes[static_cast<size_t>(pool)] += delta;
-    context.alloc_byte += delta;
-    (blocks > 0 ? context.shm_alloc : context.shm_free)++;
+    const int64_t change = blocks * static_cast<int64_t>(bytes);
+    advance(context.pool_alloc[static_cast<size_t>(pool)], blocks);
+    advance(context.pool_bytes[static_cast<size_t>(pool)], change);
+    advance(context.alloc_byte, change);
+    advance(blocks > 0 ? context.shm_alloc : context.shm_free, 1);
 }
 
 uint32_t Memory::reference(const void *record) const {
-    return record == nullptr
-               ? 0
-               : static_cast<uint32_t>(
-                     (static_cast<const uint8_t *>(record) - static_cast<uint8_t *>(base_)) / 8);
-}
-
-void *Memory::resolve(uint32_t reference) const {
-    return reference == 0 ? nullptr : static_cast<uint8_t *>(base_) + uint64_t{reference} * 8;
+    const auto *start = static_cast<const uint8_t *>(region_.begin());
+    return static_cast<uint32_t>((static_cast<const uint8_t *>(record) - start) / 8);
 }
 
 }    // namespace simcard

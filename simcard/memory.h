@@ -6,20 +6,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <vector>
 
-#include "phu/records.h"
-#include "tbm/records.h"
+#include "records/context.h"
+#include "records/tree.h"
+#include "simcard/block_table.h"
+#include "simcard/mapping.h"
+#include "simcard/undo.h"
 
 namespace simcard {
 
 /// Pools as the context dump counts them.
 enum class Pool : uint8_t { nodes = 0, arrays = 1, leaves = 2, tables = 3 };
-
-/// What a block holds. A block that was given back is handed out for the same kind and size only,
-/// the oldest first, and keeps its contents until then: a reader that still follows it, without a
-/// lock, meets records of the kind that it expects.
-enum class Kind : uint8_t { node, child_array, leaf_array, child_slots, leaf_slots, leaf, table };
-inline constexpr size_t kinds = 7;
 
 constexpr Pool pool_of(Kind kind) {
     switch (kind) {
@@ -48,46 +46,58 @@ struct FixedPart {
     alignas(64) tn first_node;
 };
 
+/// Adds to a counter that anybody may have set to anything.
+template <typename Counter>
+void advance(Counter &counter, int64_t change) {
+    counter = static_cast<Counter>(static_cast<uint64_t>(counter) + static_cast<uint64_t>(change));
+}
+
 class Memory {
 public:
-    Memory() = default;
-    ~Memory();
-    Memory(const Memory &) = delete;
-    Memory &operator=(const Memory &) = delete;
-    Memory(Memory &&) = delete;
-    Memory &operator=(Memory &&) = delete;
-
     /// Maps (or maps afresh, all zero) the region and sets up pools. Returns false when the kernel
     /// refuses the address space.
     [[nodiscard]] bool map();
 
-    [[nodiscard]] FixedPart &fixed() const { return *static_cast<FixedPart *>(base_); }
+    [[nodiscard]] FixedPart &fixed() const { return *static_cast<FixedPart *>(region_.begin()); }
     [[nodiscard]] phu_context &phu() const { return fixed().plu.phu; }
-    [[nodiscard]] bool mapped() const { return base_ != nullptr; }
 
-    /// Zeroed memory, 8-byte aligned; null when the region is exhausted.
-    void *allocate(Kind kind, size_t bytes);
-    /// Gives memory back; `bytes` as it was asked for. Null is ignored.
-    void release(Kind kind, void *block, size_t bytes);
+    /// Lets the smallest records of each kind begin at the same addresses whatever is added first.
+    void open_first_slabs();
 
+    /// Zeroed memory, 8-byte aligned; nodes and leaves are for a place in the tree. Null when the
+    /// region is exhausted, which `room` tells before.
+    void *allocate(Kind kind, size_t bytes, uint32_t place = 0);
     template <typename Record>
-    Record *allocate(Kind kind) {
-        return static_cast<Record *>(allocate(kind, sizeof(Record)));
+    Record *allocate(Kind kind, uint32_t place = 0) {
+        return static_cast<Record *>(allocate(kind, sizeof(Record), place));
     }
-    template <typename Record>
-    void release(Kind kind, Record *record) {
-        release(kind, record, sizeof(Record));
+    /// Gives a block in use of the pools back when the current operation is done. Null is ignored.
+    void release(Kind kind, const void *block);
+
+    /// What is known of the blocks of the pools, for any address.
+    [[nodiscard]] const BlockTable &blocks() const { return blocks_; }
+    /// The seals of a node in use.
+    [[nodiscard]] BlockTable::Seals &seals(const tn *node) const {
+        return node == &fixed().first_node ? first_seals_ : blocks_.find(Kind::node, node).seals();
     }
+
+    /// The node of a root slot, null without one, as the card keeps it and as it shows it.
+    [[nodiscard]] tn *root(uint32_t slot) const { return roots_[slot]; }
+    void set_root(uint32_t slot, tn *node);
 
     /// Room left for records, in bytes.
     [[nodiscard]] size_t room() const { return static_cast<size_t>(end_ - next_); }
 
-    /// Reference to a record in 8-byte units from the region's start, and back; 0 is null.
+    /// Reference to a record in 8-byte units from the region's start.
     [[nodiscard]] uint32_t reference(const void *record) const;
-    [[nodiscard]] void *resolve(uint32_t reference) const;
+
+    /// Whatever the current operation is about to change is kept here first.
+    [[nodiscard]] Undo &undo() { return undo_; }
+    /// Ends the current operation: its changes stand, or all is as it was before.
+    void commit();
+    void roll_back();
 
 private:
-    static constexpr size_t class_step = 8;
     static constexpr size_t classes = 96;
 
     struct SizeClass {
@@ -95,17 +105,31 @@ private:
         uint8_t *slab_next = nullptr;
         uint8_t *slab_end = nullptr;
     };
+    struct Used {
+        Kind kind;
+        void *block;
+    };
 
-    SizeClass &class_of(Kind kind, size_t size) {
-        return classes_[static_cast<size_t>(kind)][size / class_step];
+    SizeClass &class_of(Kind kind, size_t bytes) {
+        return classes_[static_cast<size_t>(kind)][bytes / block_step];
     }
-    void *carve(SizeClass &size_class, Pool pool, size_t bytes);
+    void *allocate_table(size_t bytes);
+    void *carve(Kind kind, size_t bytes);
+    void new_slab(SizeClass &size_class, Kind kind, size_t bytes);
+    void note_place(Kind kind, const void *block, uint32_t place);
+    void put_back(const Used &used);
     void count(Pool pool, int64_t blocks, size_t bytes);
 
-    void *base_ = nullptr;
+    Mapping region_;
+    BlockTable blocks_;
     uint8_t *next_ = nullptr;
     uint8_t *end_ = nullptr;
+    mutable BlockTable::Seals first_seals_{};    // of the node of root slot 0
+    std::array<tn *, 1U << tbm_root_bits> roots_{};
     std::array<std::array<SizeClass, classes>, kinds> classes_{};
+    Undo undo_;
+    std::vector<Used> allocated_;    // by the current operation
+    std::vector<Used> released_;
 };
 
 }    // namespace simcard

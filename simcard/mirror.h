@@ -6,17 +6,21 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "simcard/banks.h"
 #include "simcard/chip.h"
+#include "simcard/hint_choice.h"
 #include "simcard/tree.h"
 
 namespace simcard {
 
+/// Every function but `rebuild` throws `Damaged` when it meets a record that it cannot trust; what
+/// it has changed until then is taken back by the memory, the banks and `abandon`.
 class Mirror {
 public:
-    Mirror(Memory &memory, Tree &tree, Banks &banks, Chip &chip)
-        : memory_(memory), tree_(tree), banks_(banks), chip_(chip) {}
+    Mirror(Memory &memory, Banks &banks, Chip &chip)
+        : memory_(memory), banks_(banks), chip_(chip) {}
 
     /// Derives everything after a bulk load.
     void rebuild();
@@ -28,9 +32,13 @@ public:
     /// Gives the hardware child block of a node back that is about to leave the tree.
     void forget(tn *node, int level);
 
-    /// Tries again to hint what could not be hinted for lack of bank room; where that does not
-    /// help, moves blocks together so that banks become free for other levels.
-    void fill_holes();
+    /// Tries again to hint what could not be hinted for lack of bank room, when nodes became free.
+    void fill_starved();
+    /// Where that did not help, moves blocks together so that banks become free for other levels.
+    void fill_sparse();
+
+    /// Ends a change that was given up.
+    void abandon();
 
     /// Nodes whose children could not be hinted for lack of bank room.
     [[nodiscard]] uint32_t starved() const { return starved_; }
@@ -43,39 +51,46 @@ private:
     /// What a node takes over from above.
     struct Inputs {
         bool hinted = false;
+        bool was_hinted = false;    // before the current change, as the node above says
         uint8_t bmsf = 0;
         uint16_t cover_offset = 0;
         uint16_t cover_length = 0;
         leaf_array *cover = nullptr;    // leaf array of the longest covering leaf, null without one
     };
-    struct Choice {
-        uint64_t hinted = 0;     // children to hint
-        uint64_t needed = 0;     // those that the search needs hinted
-        mask128 ext{};           // lengths below the other children
-        uint32_t refused = 0;    // children that need it but must not be hinted
+    struct Child {
+        tn *node;
+        uint32_t group;
     };
 
-    void derive_up(tn *node, int level);
-    void derive_node(tn *node, int level);
+    void derive_up(tn *node, uint32_t place, int level);
+    void derive_node(const SoundNode &at, int level);
     void mark_changes(const Path &path);
     void visit_root(tn *root, uint32_t slot);
-    void visit(tn *node, int level, const Inputs &in, uint32_t hw_index);
-    void visit_unhinted(tn *node, int level, const Inputs &in);
-    void visit_hinted(tn *node, int level, const Inputs &in, uint32_t hw_index);
-    void visit_children(tn *node, int level, const Inputs &in, uint64_t touch, const Block &block);
-    [[nodiscard]] Choice choose(const tn *node, const Inputs &in) const;
-    [[nodiscard]] Block place(const tn *node, int level, const Block &old, Choice &choice);
-    void settle(tn *node, int level, const Choice &choice, const Block &block);
+    void visit(tn *node, uint32_t place, int level, const Inputs &in, uint32_t hw_index);
+    void visit_unhinted(tn *node, uint32_t place, int level, const Inputs &in);
+    void visit_hinted(tn *node, uint32_t place, int level, const Inputs &in, uint32_t hw_index);
+    void hint_anew(const SoundNode &at, int level, const Inputs &in, bool inputs_changed);
+    void visit_children(const SoundNode &at, int level, const Inputs &in, uint64_t touch,
+                        uint64_t old_hinted, const Block &block);
+    void prefetch_arrays(std::span<const Child> children) const;
+    [[nodiscard]] static Inputs inputs_of(const SoundNode &at, int level, const Inputs &in,
+                                          const InternalCover &cover, uint32_t group);
+    [[nodiscard]] Block place_block(const SoundNode &at, int level, const Block &old,
+                                    HintChoice &choice);
+    void settle(tn *node, int level, const HintChoice &choice, const Block &block);
     void count_unhinted(tn *node, int level, uint32_t children, bool starved);
+    void demand_hardware(const tn *node) const;
+    void open(const tn *node);
+    void close(const tn *node);
     void write_end_node(const tn *node, uint32_t hw_index);
     void write_image(const tn *node);
+    void write_chip(uint32_t hw_index, const phu_node &image);
     void fill_all();
-    void fill_below(tn *node, int level);
+    void fill_below(tn *node, uint32_t place, int level, const Inputs &in);
     [[nodiscard]] bool on_path(const tn *node, int level) const;
     [[nodiscard]] uint64_t path_bit(const tn *node, int level) const;
 
     Memory &memory_;
-    Tree &tree_;
     Banks &banks_;
     Chip &chip_;
     const Path *path_ = nullptr;    // nodes of the current change

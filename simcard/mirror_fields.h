@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "phu/node_image.h"
+#include "records/hw_node.h"
 #include "simcard/banks.h"
 #include "simcard/length_set.h"
+#include "simcard/seal.h"
 #include "simcard/tree.h"
 
 namespace simcard {
@@ -42,6 +43,26 @@ inline bool is_nested(const tn *node) {
 }
 inline void set_nested(tn *node, bool nested) {
     node->reserved106[2] = nested ? 1 : 0;
+}
+
+/// What the card trusts of a node's hardware: state, places, copies and notes; 0 for a new node.
+inline uint32_t hardware_seal(const tn *node) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(node);
+    const uint64_t words[] = {
+        uint64_t{node->hw_index} << 32 | node->en_hw_index,
+        uint64_t{node->hint_state} << 16 | node->reserved106[0] | node->reserved106[1] << 8,
+        node->hint_ebmap,
+        node->hint_sn_bitmap,
+        node->hint_sn_word,
+        phu_load64(bytes + offsetof(tn, hint_sn_flags)),
+        phu_load64(bytes + offsetof(tn, hint_sn_flags) + 8),
+        phu_load64(bytes + offsetof(tn, hint_en_flags) - 7),
+    };
+    Seal seal;
+    for (const uint64_t word : words) {
+        seal.add(word);
+    }
+    return seal.value();
 }
 
 /// Hardware child block of a node; no nodes when it has none.

@@ -2,8 +2,6 @@
 
 #include <arpa/inet.h>
 
-#include <charconv>
-
 namespace simcard {
 
 namespace {
@@ -12,16 +10,6 @@ void clear_below(uint8_t *bytes, uint32_t size, uint32_t bits) {
     for (uint32_t i = bits / 8; i < size; ++i) {
         bytes[i] &= i == bits / 8 ? static_cast<uint8_t>(0xff00 >> (bits % 8)) : uint8_t{0};
     }
-}
-
-std::optional<int> parse_length(std::string_view text, int longest) {
-    int length = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);
-    if (error != std::errc{} || end != text.data() + text.size() || length < 0 ||
-        length > longest) {
-        return std::nullopt;
-    }
-    return length;
 }
 
 }    // namespace
@@ -46,26 +34,19 @@ std::optional<Key> key_of(const pfx_entry &entry) {
     return key;
 }
 
-std::optional<pfx_entry> parse_prefix(std::string_view text, uint16_t vrf) {
-    const size_t slash = text.find('/');
-    const std::string address(text.substr(0, slash));
+pfx_entry entry_of(const table::prefix &prefix) {
     pfx_entry entry{};
-    const bool v6 = address.find(':') != std::string::npos;
-    entry.type = v6 ? PFX_IPV6 : PFX_IPV4;
-    entry.vrf[0] = static_cast<uint8_t>(vrf >> 8);
-    entry.vrf[1] = static_cast<uint8_t>(vrf);
-    if (inet_pton(v6 ? AF_INET6 : AF_INET, address.c_str(), entry.address) != 1) {
-        return std::nullopt;
-    }
-    const int longest = v6 ? 128 : 32;
-    const auto length = slash == std::string_view::npos
-                            ? std::optional<int>(longest)
-                            : parse_length(text.substr(slash + 1), longest);
-    if (!length) {
-        return std::nullopt;
-    }
-    entry.set_length(static_cast<uint8_t>(*length));
+    entry.type = prefix.family == 6 ? PFX_IPV6 : PFX_IPV4;
+    entry.vrf[0] = static_cast<uint8_t>(prefix.vrf >> 8);
+    entry.vrf[1] = static_cast<uint8_t>(prefix.vrf);
+    memcpy(entry.address, prefix.address.data(), prefix.address.size());
+    entry.set_length(prefix.length);
     return entry;
+}
+
+std::optional<pfx_entry> parse_prefix(std::string_view text, uint16_t vrf) {
+    const auto prefix = table::parse_prefix(text, vrf);
+    return prefix ? std::optional(entry_of(*prefix)) : std::nullopt;
 }
 
 std::string prefix_text(const Key &key) {

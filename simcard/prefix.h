@@ -8,7 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "tbm/records.h"
+#include "records/tree.h"
+#include "table/table_line.h"
 
 namespace simcard {
 
@@ -34,6 +35,9 @@ struct Key {
 
 /// The key of an entry with its host bits cleared; none for an impossible family or length.
 std::optional<Key> key_of(const pfx_entry &entry);
+
+/// The entry of a prefix.
+pfx_entry entry_of(const table::prefix &prefix);
 
 /// Parses "ADDRESS/LENGTH" (a bare address means its host prefix); none when malformed.
 std::optional<pfx_entry> parse_prefix(std::string_view text, uint16_t vrf);

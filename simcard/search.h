@@ -16,6 +16,7 @@ struct SearchResult {
     hint_trail_entry trail[hint_trail_entries]{};
 };
 
-SearchResult search(const tree_array &root, const Key &key);
+/// Fills a fresh result. Throws `Damaged` when a record on the way is not what belongs there.
+void search(const Memory &memory, const Key &key, SearchResult &result);
 
 }    // namespace simcard

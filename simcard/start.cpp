@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 #include <sstream>
 
 #include "simcard/table_file.h"
@@ -26,20 +25,29 @@ namespace simcard {
 
 namespace {
 
-/// An option of the environment; none when it is unset, and `good` is cleared when it is no number
-/// from 0 to `largest`.
-std::optional<uint32_t> option(const char *name, uint32_t largest, bool &good) {
+/// Replaces a value by that of an environment variable, when that is set and not empty. False, with
+/// a word about it, when it is no number from 0 to `largest`.
+template <typename Number>
+bool read_option(const char *name, uint32_t largest, Number &value) {
     const char *text = getenv(name);
     if (text == nullptr || *text == '\0') {
-        return std::nullopt;
+        return true;
     }
     char *end = nullptr;
-    const unsigned long value = strtoul(text, &end, 0);
-    if (*end != '\0' || *text == '-' || value > largest) {
+    const unsigned long number = strtoul(text, &end, 0);
+    if (*end != '\0' || *text == '-' || number > largest) {
         (void)fprintf(stderr, "simcard: %s=%s is not a number from 0 to %u\n", name, text, largest);
-        good = false;
+        return false;
     }
-    return static_cast<uint32_t>(value);
+    value = static_cast<Number>(number);
+    return true;
+}
+
+bool read_options(CardOptions &options) {
+    const bool npus = read_option("SIMCARD_NPUS", 255, options.npus);
+    const bool map = read_option("SIMCARD_ACTIVE_MAP", ~uint32_t{0}, options.active_map);
+    const bool limit = read_option("SIMCARD_MASK_LIMIT", 128, options.mask_limit);
+    return npus && map && limit;
 }
 
 bool read_tables(std::vector<pfx_entry> &entries, size_t &bad_lines) {
@@ -80,16 +88,10 @@ void publish_contexts(bool present) {
 
 uint32_t start_from_environment() {
     const auto begin = std::chrono::steady_clock::now();
-    bool good = true;
     CardOptions options;
-    options.npus = option("SIMCARD_NPUS", 255, good).value_or(options.npus);
-    options.active_map =
-        option("SIMCARD_ACTIVE_MAP", ~uint32_t{0}, good).value_or(options.active_map);
-    options.mask_limit =
-        static_cast<uint8_t>(option("SIMCARD_MASK_LIMIT", 128, good).value_or(options.mask_limit));
     std::vector<pfx_entry> entries;
     size_t bad_lines = 0;
-    if (!good || !read_tables(entries, bad_lines)) {
+    if (!read_options(options) || !read_tables(entries, bad_lines)) {
         return card_not_ready;
     }
     Card &card = Card::instance();

@@ -1,5 +1,4 @@
-// Prefix tables as text: one prefix a line, "PREFIX [VRF]" or the process's recording lines
-// "A U4 10.1.2.0/24 5 #"; blank lines and lines that start with '#' are skipped.
+// Prefix tables as text, a line each.
 #pragma once
 
 #include <cstddef>

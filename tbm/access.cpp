@@ -27,47 +27,58 @@ uint32_t bit_count_below(const void *bits, uint32_t n) {
     return count;
 }
 
-tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key) {
-    const tree_array *root = handle->tbdb_root;
+tn *const *tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key) {
+    const root_table root = tbdb_root_of(handle);
     const auto slot = static_cast<int>(key_bits_extract(key, 0, tbm_root_bits));
-    if (root == nullptr || root->ta_nodes == nullptr || slot >= root->ta_nnodes) {
-        return nullptr;
-    }
-    return root->ta_nodes + slot;
+    return slot < root.count ? root.slots + slot : nullptr;
 }
 
-tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride) {
-    const child_slots slots = tn_child_slots(search_node);
-    if (stride < 6 || stride > 10) {
-        return nullptr;
+namespace {
+
+constexpr int slot_attempts =
+    8;    // a library that changes one node all the time is not waited for
+
+/// One look at a slot; false when the node or its array changed meanwhile.
+bool look_at_slot(const tn *node, uint32_t chunk, uint32_t stride, tn_slot &slot) {
+    slot = {};
+    const uint64_t groups = current(node->sn_ebmap);
+    const child_slots children = tn_child_slots(node);
+    if (children.array == nullptr || children.fault == children.array) {
+        return true;
     }
+    tn **nodes = current(children.array->ta_nodes);
     const uint32_t group_shift = stride - 6;
-    const uint32_t group = chunk >> group_shift;
-    const uint32_t children = bitmap_count_below(search_node->sn_ebmap, group) << group_shift;
-    const auto slot =
-        slots.first + static_cast<int>(children + (chunk & ((1U << group_shift) - 1)));
-    return slot < slots.end ? slots.nodes + slot : nullptr;
+    const uint32_t before = bitmap_count_below(groups, chunk >> group_shift) << group_shift;
+    const auto at =
+        static_cast<int>(tn_inode_bit(node) + before + (chunk & ((1U << group_shift) - 1)));
+    if (nodes == nullptr || !readable_memory::holds_slots(nodes, at + 1)) {
+        return true;
+    }
+    slot = {nodes + at, current(nodes[at]), at < children.end};
+    return current(node->sn_ebmap) == groups && current(children.array->ta_nodes) == nodes &&
+           tn_child_slots(node).end == children.end;
+}
+
+}    // namespace
+
+tn_slot tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride) {
+    tn_slot slot{};
+    if (stride < 6 || stride > 10) {
+        return slot;
+    }
+    for (int i = 0; i < slot_attempts && !look_at_slot(search_node, chunk, stride, slot); ++i) {
+    }
+    return slot;
 }
 
 tn *tn_inode(const tn *node) {
     if (tn_is_end(node)) {
         return const_cast<tn *>(node);
     }
-    if (!tn_is_search(node) || tn_inode_bit(node) == 0) {
-        return nullptr;
-    }
-    const tree_array *array = tn_child_array(node);
-    tn **nodes = array == nullptr ? nullptr : current(array->ta_nodes);
-    return nodes == nullptr ? nullptr : nodes[0];
+    return tn_is_search(node) ? slot_0_inode(node, tn_child_slots(node)) : nullptr;
 }
 
-mask128 leaf_array_length_mask(const leaf_array *array) {
-    mask128 mask{};
-    const leaf_slots slots = leaf_array_slots(array);
-    for (int i = 0; i < slots.count; ++i) {
-        if (const leaf *entry = slots.leaves[i]; entry != nullptr) {
-            mask_set_from_left(mask, (entry->key_bits_used - tbm_header_bits) & 0xff);
-        }
-    }
-    return mask;
+leaf **leaf_array_slot(const leaf_array *array, uint32_t offset) {
+    leaf **leaves = readable_memory::holds(array) ? current(array->la_leaves) : nullptr;
+    return leaves != nullptr && readable_memory::holds(leaves + offset) ? leaves + offset : nullptr;
 }

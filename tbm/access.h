@@ -1,12 +1,17 @@
-// Accessors of the tree records: bit strings, masks, node kinds, child slots.
-// Pure functions of the records; none of them checks an address.
+// Accessors of the tree records: bit strings, masks, node kinds, child slots, leaves.
+// A node or an array handed in has been asked for (readable_memory); what its pointers name is
+// asked for here, and what cannot be read counts as absent.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 
 #include "platform/export.h"
-#include "tbm/records.h"
+#include "records/key_bits.h"
+#include "records/tree.h"
+#include "reply/unreadable.h"
+#include "shm/readable_memory.h"
+#include "tbm/prefetch.h"
 
 inline constexpr int tree_node_types = 5;
 inline constexpr int hint_states = 5;
@@ -56,14 +61,6 @@ inline void mask_set_from_left(mask128 &mask, uint32_t k) {
     (bit >= 64 ? mask.high : mask.low) |= uint64_t{1} << (bit % 64);
 }
 
-/// The n key bits from bit p on, most significant first. Reads key bytes p div 8 to p div 8 + 2;
-/// n + (p mod 8) must not exceed 24.
-inline uint32_t key_bits_extract(const uint8_t *key, uint32_t p, uint32_t n) {
-    const uint8_t *at = key + p / 8;
-    const uint32_t window = uint32_t{at[0]} << 16 | uint32_t{at[1]} << 8 | at[2];
-    return (window >> (24 - p % 8 - n)) & ((1U << n) - 1);
-}
-
 inline uint32_t tn_type_of(const tn *node) {
     return node->tn_flags & tn_type_mask;
 }
@@ -102,103 +99,182 @@ inline Field current(const Field &field) {
     return *static_cast<const volatile Field *>(&field);
 }
 
-/// Child array of a search node; none for INTERN and END nodes, which keep their leaves in that
-/// place. The type is looked at after the pointer: a node that changes from the one to the other
-/// meanwhile has none.
-inline tree_array *tn_child_array(const tn *node) {
-    tree_array *array = current(node->sn_charray);
-    const uint32_t type = current(node->tn_flags) & tn_type_mask;
-    return type == TN_INTERN || type == TN_END ? nullptr : array;
-}
-
-/// Number of children of a search node, 0 without a child array. May be negative in a damaged
-/// record, as stored.
-inline int tn_child_count(const tn *node) {
-    const tree_array *array = tn_child_array(node);
-    return array == nullptr ? 0 : array->ta_nnodes;
-}
-
-/// All slots that a command may read of a search node's child array at one moment: an internal-node
-/// slot counts when the node or the array claims one. None without slots.
-struct array_slots {
-    tn *const *nodes;
-    int count;
-};
-inline array_slots tree_array_slots(const tree_array *array, const tn *search_node) {
-    if (array == nullptr) {
-        return {nullptr, 0};
-    }
-    const bool inode = tn_inode_bit(search_node) != 0 || current(array->ta_inode_exists) != 0;
-    const int before = current(array->ta_nnodes);
-    tn *const *nodes = current(array->ta_nodes);
-    const int after = current(array->ta_nnodes);    // the slots hold the smaller number
-    return {nodes, nodes == nullptr ? 0 : std::max(std::min(before, after), 0) + inode};
-}
-
-/// Slots of a search node's child array: the real children are first to end - 1, an internal node
-/// stands in slot 0 when first is 1. All zero without an array.
+/// Slots of a node's child array at one moment: the real children are first to end - 1, an internal
+/// node stands in slot 0 when first is 1. `array` is null where the node has none. An array that
+/// cannot be read, or claims more slots than a node can have, is `fault`; it has no entries.
 struct child_slots {
-    tn **nodes;
-    int first;
-    int end;
+    const tree_array *array = nullptr;
+    tn **nodes = nullptr;
+    int first = 0;
+    int end = 0;
+    const void *fault = nullptr;
 };
-inline child_slots tn_child_slots(const tn *search_node) {
-    const tree_array *array = tn_child_array(search_node);
-    if (array == nullptr) {
-        return {nullptr, 0, 0};
+
+inline constexpr int child_slots_max = 1025;    // of the largest stride, with an internal node
+
+/// The type is looked at after the pointer: a node that changes meanwhile to INTERN or END, which
+/// keep their leaves in that place, has none.
+[[gnu::always_inline]] inline child_slots tn_child_slots(const tn *node) {
+    child_slots slots;
+    slots.array = current(node->sn_charray);
+    const uint16_t flags = current(node->tn_flags);
+    const uint32_t type = flags & tn_type_mask;
+    if (slots.array == nullptr || type == TN_INTERN || type == TN_END) {
+        return {};
     }
-    const int first = static_cast<int>(tn_inode_bit(search_node));
-    const int before = current(array->ta_nnodes);
-    tn **nodes = current(array->ta_nodes);
-    const int after = current(array->ta_nnodes);    // the slots hold the smaller number
-    return nodes == nullptr ? child_slots{}
-                            : child_slots{nodes, first, first + std::min(before, after)};
+    if (!readable_memory::holds(slots.array)) {
+        slots.fault = slots.array;
+        return slots;
+    }
+    const int before = current(slots.array->ta_nnodes);
+    tn **nodes = current(slots.array->ta_nodes);
+    const int after = current(slots.array->ta_nnodes);    // the slots hold the smaller number
+    const int first = (flags & tn_inode_flag) != 0 ? 1 : 0;
+    const int end = first + std::min(before, after);
+    const int last = std::max(first, end);
+    if (nodes == nullptr || last == 0) {
+        return slots;
+    }
+    if (last > child_slots_max) {
+        slots.fault = slots.array;
+    } else if (!readable_memory::holds_slots(nodes, last)) {
+        slots.fault = nodes;
+    } else {
+        slots.nodes = nodes;
+        slots.first = first;
+        slots.end = end;
+    }
+    return slots;
 }
 
-/// Address of the root slot of a key; null when the root table does not reach that far.
-tn **tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key);
+/// The node that a slot names now; null when it is empty or what it names cannot be read.
+inline tn *readable_node(tn *const &slot) {
+    tn *node = current(slot);
+    return readable_memory::holds(node) ? node : nullptr;
+}
 
-/// Address of the slot of chunk c of a search node with stride s; null when the node has no child
-/// array, the array is shorter than the bitmap says, or s lies outside 6 to 10. Does not test the
-/// node's bitmap.
-tn **tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride);
+/// True when a record that can be read also looks like a node. Asked where it is doubtful that a
+/// slot holds nodes: below a node of no known type, and behind an array's count.
+inline bool looks_like_node(const tn *node) {
+    const uint16_t flags = current(node->tn_flags);
+    const uint32_t stride = (flags >> tn_stride_shift) & 0xf;
+    return (flags & tn_type_mask) <= TN_END && stride >= 6 && stride <= 10;
+}
+
+/// The node in slot 0 of a node with the inode flag; null without one that can be read.
+inline tn *slot_0_inode(const tn *node, const child_slots &children) {
+    tn *inode = children.first == 1 ? readable_node(children.nodes[0]) : nullptr;
+    return inode == nullptr || tn_is_search(node) || looks_like_node(inode) ? inode : nullptr;
+}
+
+/// The same; names a node in slot 0 that cannot be read.
+inline tn *slot_0_inode_named(const tn *node, const child_slots &children) {
+    tn *inode = slot_0_inode(node, children);
+    if (inode == nullptr && children.first == 1) {
+        const tn *stored = current(children.nodes[0]);
+        if (stored != nullptr && !readable_memory::holds(stored)) {
+            report_unreadable(stored);
+        }
+    }
+    return inode;
+}
+
+/// Calls visit(child, slot, position) for every real child that can be read; position is the set
+/// bit of sn_ebmap that the slot stands for, one bit per slot.
+template <typename Visit>
+inline void for_each_child(const tn *node, const child_slots &children, const Visit &visit) {
+    int position = -1;
+    for (int slot = children.first; slot < children.end; ++slot) {
+        position = sn_ebmap_next(node, position);
+        if (slot + 1 < children.end) {
+            prefetch_node(children.nodes[slot + 1]);
+        }
+        if (tn *child = readable_node(children.nodes[slot]); child != nullptr) {
+            visit(child, slot, position);
+        }
+    }
+}
+
+/// Address of the root slot of a key; null when the root table does not reach that far or cannot be
+/// read.
+tn *const *tbm_root_slot(const tbm_handle_record *handle, const uint8_t *key);
+
+/// Slot of a chunk as it is at one moment.
+struct tn_slot {
+    tn **at;         // null for none
+    tn *child;       // what it holds: null, or an address that need not be readable
+    bool counted;    // the slot lies inside the array's count
+};
+
+/// Slot of chunk c of a search node with stride s; none when the node has no child array that can
+/// be read there or s lies outside 6 to 10. Does not test the node's bitmap.
+tn_slot tn_child_slot(const tn *search_node, uint32_t chunk, uint32_t stride);
+
+/// The child in a slot when it can be followed: it can be read and, behind the count, looks like a
+/// node. Otherwise null.
+inline tn *tn_slot_node(const tn_slot &slot) {
+    return readable_memory::holds(slot.child) && (slot.counted || looks_like_node(slot.child))
+               ? slot.child
+               : nullptr;
+}
 
 /// Internal node: an end node itself, slot 0 of a search node with the inode flag, else null.
 tn *tn_inode(const tn *node);
 
-/// Leaf array of an internal node; null for no node and for a node that is none (a search node
-/// keeps its children in that place).
+/// Leaf array of an internal node as stored. Null for no node and for a SEARCH node, which keeps
+/// its children in that place.
 inline leaf_array *inode_leaves(const tn *inode) {
-    const auto holds_leaves = [inode] {
-        const uint32_t type = current(inode->tn_flags) & tn_type_mask;
-        return type == TN_INTERN || type == TN_END;
-    };
-    if (inode == nullptr || !holds_leaves()) {
+    if (inode == nullptr || tn_is_search(inode)) {
         return nullptr;
     }
     leaf_array *array = current(inode->in_lfarray);
-    return holds_leaves() ? array : nullptr;
+    return (current(inode->tn_flags) & tn_type_mask) == TN_SEARCH ? nullptr : array;
 }
 
-/// Number of leaves of an array, 0 for none or a negative count.
-inline int leaf_count(const leaf_array *array) {
-    return array == nullptr || array->la_nnodes < 0 ? 0 : array->la_nnodes;
-}
-
-/// Leaves that an array holds at one moment; none without slots.
+/// Leaves that an array holds at one moment. `count` is the number that it claims, 0 or more;
+/// without slots `leaves` is null all the same. An array that cannot be read, or claims more than a
+/// node can hold, is `fault`; it has no entries.
 struct leaf_slots {
-    leaf **leaves;
-    int count;
+    leaf **leaves = nullptr;
+    int count = 0;
+    const void *fault = nullptr;
+
+    /// Leaf i (0 to count - 1); null for none and when it cannot be read.
+    [[nodiscard]] const leaf *at(int i) const {
+        const leaf *entry = stored(i);
+        return readable_memory::holds(entry) ? entry : nullptr;
+    }
+    /// The same as stored.
+    [[nodiscard]] leaf *stored(int i) const {
+        return leaves == nullptr ? nullptr : current(leaves[i]);
+    }
 };
-inline leaf_slots leaf_array_slots(const leaf_array *array) {
+[[gnu::always_inline]] inline leaf_slots leaf_array_slots(const leaf_array *array) {
     if (array == nullptr) {
-        return {nullptr, 0};
+        return {};
+    }
+    if (!readable_memory::holds(array)) {
+        return {.fault = array};
     }
     const int before = current(array->la_nnodes);
     leaf **leaves = current(array->la_leaves);
-    const int after = current(array->la_nnodes);
-    return {leaves, leaves == nullptr ? 0 : std::min(before, after)};
+    const int count = std::max(std::min(before, current(array->la_nnodes)), 0);
+    if (count > readable_memory::slots_max) {
+        return {.fault = array};
+    }
+    if (leaves != nullptr && count > 0 && !readable_memory::holds_slots(leaves, count)) {
+        return {.fault = leaves};
+    }
+    return {leaves, count, nullptr};
 }
+
+/// Count of a leaf array as stored, 0 when it cannot be read.
+inline int leaf_array_count(const leaf_array *array) {
+    return readable_memory::holds(array) ? current(array->la_nnodes) : 0;
+}
+
+/// Slot of an array, whatever the array's count; null when there is none that can be read.
+leaf **leaf_array_slot(const leaf_array *array, uint32_t offset);
 
 /// int_mask and ext_mask with position bmsf added: the mask the node's end node must carry.
 inline mask128 tn_expected_mask(const tn *node) {
@@ -207,5 +283,32 @@ inline mask128 tn_expected_mask(const tn *node) {
     return mask;
 }
 
+/// What a walk does about records that it needs and cannot read.
+enum class unreadable { silent, named };
+
+/// Calls visit(leaf) for every leaf of an array that can be read.
+template <typename Visit>
+[[gnu::always_inline]] inline void for_each_leaf(const leaf_slots &slots, unreadable faults,
+                                                 const Visit &visit) {
+    if (slots.fault != nullptr && faults == unreadable::named) {
+        report_unreadable(slots.fault);
+    }
+    const int count = slots.leaves == nullptr ? 0 : slots.count;
+    for (int i = 0; i < count; ++i) {
+        const leaf *entry = current(slots.leaves[i]);
+        if (readable_memory::holds(entry)) {
+            visit(entry);
+        } else if (entry != nullptr && faults == unreadable::named) {
+            report_unreadable(entry);
+        }
+    }
+}
+
 /// Set of prefix lengths of a leaf array; length 0 and lengths above 128 set nothing.
-mask128 leaf_array_length_mask(const leaf_array *array);
+inline mask128 leaf_array_length_mask(const leaf_array *array, unreadable faults) {
+    mask128 mask{};
+    for_each_leaf(leaf_array_slots(array), faults, [&](const leaf *entry) {
+        mask_set_from_left(mask, (entry->key_bits_used - tbm_header_bits) & 0xff);
+    });
+    return mask;
+}

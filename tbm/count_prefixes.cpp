@@ -1,16 +1,16 @@
 #include "tbm/count_prefixes.h"
 
-#include "debug_channel/reply.h"
-#include "phu/tree_walk.h"
+#include "reply/reply.h"
 #include "tbm/access.h"
 #include "tbm/commands.h"
-#include "tbm/operator_node.h"
+#include "tbm/start_node.h"
+#include "tbm/tree_walk.h"
 
 mask128 leaf_mask = {};
 
 namespace {
 
-inline constexpr uint32_t warnings_shown = 6;
+constexpr uint32_t warnings_shown = 6;
 
 struct prefix_statistics {
     uint32_t internal_leaves;
@@ -48,14 +48,12 @@ struct prefix_statistics {
     bool warn() { return warnings++ < warnings_shown; }
 };
 
-void set_leaf_mask(const leaf_array *array) {
-    leaf_mask = {};
-    const leaf_slots slots = leaf_array_slots(array);
-    for (int i = 0; i < slots.count; ++i) {
-        if (const leaf *entry = slots.leaves[i]; entry != nullptr) {
-            mask_set_from_left(leaf_mask, entry->key_bits_used - tbm_header_bits);
-        }
-    }
+void set_leaf_mask(const leaf_slots &slots) {
+    mask128 lengths{};
+    for_each_leaf(slots, unreadable::named, [&](const leaf *entry) {
+        mask_set_from_left(lengths, entry->key_bits_used - tbm_header_bits);
+    });
+    leaf_mask = lengths;
 }
 
 void prefix_statistics::count_state(const tn *node, uint8_t state) {
@@ -79,11 +77,12 @@ void prefix_statistics::count_inode(const tn *node, const tn *parent) {
     if (array == nullptr) {
         return;
     }
-    internal_leaves += static_cast<uint32_t>(leaf_count(array));
+    const leaf_slots slots = leaf_array_slots(array);
+    internal_leaves += static_cast<uint32_t>(slots.count);
     if (parent == nullptr) {
         return;
     }
-    set_leaf_mask(array);
+    set_leaf_mask(slots);
     if (parent->hint_mask.contains(leaf_mask)) {
         ++inode_inside;
         return;
@@ -101,9 +100,10 @@ void prefix_statistics::count_end(const tn *node) {
         ++end_without_leaves;
         return;
     }
-    end_leaves += static_cast<uint32_t>(leaf_count(array));
+    const leaf_slots slots = leaf_array_slots(array);
+    end_leaves += static_cast<uint32_t>(slots.count);
     ++end_with_leaves;
-    set_leaf_mask(array);
+    set_leaf_mask(slots);
     if (leaf_mask == node->hint_mask) {
         ++end_mask_equal;
         return;
@@ -187,14 +187,11 @@ void prefix_statistics::print() const {
 }    // namespace
 
 void cmd_cntpfx(uint64_t start, uint64_t, uint64_t) {
-    tn *from = start == 0 ? nullptr : operator_start_node(start);
-    if (start != 0 && from == nullptr) {
+    const start_node from = announced_start(start, false);
+    if (from.refused) {
         return;
     }
-    if (from != nullptr) {
-        plu_debug_printf("walk tn tree start from %p\n", static_cast<void *>(from));
-    }
     prefix_statistics statistics{};
-    phu_tree_walk(&statistics, count_node, from);
+    phu_tree_walk(&statistics, count_node, from.node);
     statistics.print();
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/export.h"
-#include "tbm/records.h"
+#include "records/tree.h"
 
 /// Prefix lengths of the leaf array that the cntpfx command looked at last. Written on the debug
 /// thread.

@@ -1,20 +1,33 @@
 #include "tbm/depth_guard.h"
 
-#include "debug_channel/reply.h"
-
 uint32_t tbm_walks_stopped = 0;
 
-bool depth_guard::stop(int level, const tn *node) {
-    if (stops_before_ == tbm_walks_stopped) {
-        ++tbm_walks_stopped;
-        if (level >= tbm_walk_levels) {
-            plu_debug_printf("tree deeper than %d levels at tn %p, walk stopped\n", tbm_walk_levels,
-                             static_cast<const void *>(node));
-        } else {
-            plu_debug_printf("tree of more than %d nodes at tn %p, walk stopped\n", tbm_walk_nodes,
-                             static_cast<const void *>(node));
-        }
+namespace {
+
+void send_stop(const char *what, uint32_t bound, const char *unit, const tn *node) {
+    ++tbm_walks_stopped;
+    plu_debug_printf("%s than %d %s at tn %p, walk stopped\n", what, bound, unit,
+                     static_cast<const void *>(node));
+}
+
+}    // namespace
+
+void depth_guard::explain(int level, const tn *node) {
+    if (quiet_) {
+        stop();
     }
-    stopped = true;
-    return false;
+    if (stopped()) {
+        return;
+    }
+    if (level >= tbm_walk_levels) {
+        send_stop("tree deeper", tbm_walk_levels, "levels", node);
+    } else if (visits_left_ == 0) {
+        send_stop("tree of more", tbm_walk_nodes, "nodes", node);
+    } else {
+        send_stop("reply of more", tbm_walk_lines, "lines", node);
+    }
+}
+
+void stop_walks_at_prefixes(const tn *node) {
+    send_stop("tree of more", tbm_walk_prefixes, "prefixes", node);
 }

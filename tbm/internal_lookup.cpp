@@ -1,14 +1,14 @@
-#include "debug_channel/reply.h"
+#include "tbm/internal_lookup.h"
+
+#include "reply/reply.h"
 #include "tbm/access.h"
-#include "tbm/search.h"
 
 namespace {
 
-inline constexpr int longest_length = 5;        // internal prefixes have lengths 0 to 5
-inline constexpr uint32_t longest_base = 31;    // first bitmap position of that length
+constexpr int longest_length = 5;        // internal prefixes have lengths 0 to 5
+constexpr uint32_t longest_base = 31;    // first bitmap position of that length
 
-/// Tries the bitmap position of each length, longest first. The slot is null without a leaf array
-/// or when the array is too short for the bitmap.
+/// Tries the bitmap position of each length, longest first.
 leaf **longest_leaf(const tn *inode, uint32_t prefix, bool narrate) {
     uint32_t base = longest_base;
     const uint64_t bitmap = inode->in_ibmap;
@@ -16,13 +16,12 @@ leaf **longest_leaf(const tn *inode, uint32_t prefix, bool narrate) {
         const uint32_t position = base + prefix;
         if ((bitmap >> position & 1) != 0) {
             leaf_array *array = inode_leaves(inode);
-            const auto offset = static_cast<int>(bitmap_count_below(bitmap, position));
+            const uint32_t offset = bitmap_count_below(bitmap, position);
             if (narrate) {
                 plu_debug_printf("match found, i %d, lf offset %d, la %p\n", length, offset,
                                  static_cast<void *>(array));
             }
-            const leaf_slots slots = leaf_array_slots(array);
-            return offset < slots.count ? slots.leaves + offset : nullptr;
+            return leaf_array_slot(array, offset);
         }
         base /= 2;
         prefix /= 2;

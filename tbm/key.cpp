@@ -5,8 +5,8 @@
 
 namespace {
 
-inline constexpr int v4_address_bytes = 4;
-inline constexpr int v6_address_bytes = 16;
+constexpr int v4_address_bytes = 4;
+constexpr int v6_address_bytes = 16;
 
 /// The key is the entry's VRF and address bytes shifted right by the two family bits.
 void shift_into_key(const uint8_t *vrf_and_address, int address_bytes, uint8_t family_bits,

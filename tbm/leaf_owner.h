@@ -1,7 +1,7 @@
 // Finds the node that owns a leaf array.
 #pragma once
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 /// Owner of a leaf array: the SEARCH node whose internal node holds it, or the END or INTERN node
 /// that owns it itself; null when there is none. Without a tree sends "NULL tbm_handle\n". One pass

@@ -1,17 +1,16 @@
 #include "tbm/locate.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
-#include "debug_channel/contexts.h"
-#include "tbm/access.h"
-#include "tbm/depth_guard.h"
+#include "reply/refusals.h"
+#include "tbm/descent.h"
 #include "tbm/key.h"
-#include "tbm/readable_records.h"
 
 namespace {
 
-inline constexpr size_t prefix_text_size = 64;
+constexpr size_t prefix_text_size = 64;
 char prefix_text[prefix_text_size];
 
 /// Group of the child at `ordinal` (0: first behind the internal node). Slots beyond the bitmap
@@ -24,140 +23,120 @@ int group_of_child(const tn *node, int ordinal) {
     return group;
 }
 
-/// Search for any leaf at or below a node. Records that cannot be read are passed over: the node
-/// may be an operator's word alone.
-struct leaf_finder {
-    readable_records memory;
-    int visits_left = 1000;
-
-    const leaf *at_or_below(const tn *node, int level) {
-        if (node == nullptr || level >= tn_path_nodes || visits_left-- <= 0 || !memory.node(node)) {
-            return nullptr;
-        }
-        if (!tn_is_search(node)) {
-            const leaf_slots slots = leaf_array_slots(inode_leaves(node));
-            return slots.count > 0 && memory.holds(slots.leaves[0]) ? slots.leaves[0] : nullptr;
-        }
-        const child_slots children = tn_child_slots(node);
-        const leaf *found = nullptr;
-        for (int slot = 0; slot < children.end && found == nullptr; ++slot) {
-            found = at_or_below(children.nodes[slot], level + 1);
-        }
-        return found;
-    }
-};
-
-struct locator {
-    const tn *target;
-    tn_path &path;
-    depth_guard guard;
-    readable_records memory;
-
-    /// Marks the target as found directly below `node`, in `group` of it.
-    bool found_below(tn *node, int level, int group) {
-        if (level >= tn_path_nodes) {
-            return false;
-        }
-        path.nodes[level] = node;
-        path.depth = static_cast<uint32_t>(level);
-        path.found = 1;
-        path.pieces[2 + level] = static_cast<uint8_t>(group);
-        return true;
-    }
-
-    bool descend(tn *node, int level) {
-        if (!guard.enter(level, node)) {
-            return false;
-        }
-        const child_slots children =
-            memory.child_array(node) ? tn_child_slots(node) : child_slots{};
-        if (children.first == 1 && children.nodes[0] == target) {
-            return found_below(node, level, 0);
-        }
-        for (int slot = children.first; slot < children.end && !guard.stopped; ++slot) {
-            tn *child = children.nodes[slot];
-            if (child == target) {
-                return found_below(node, level, group_of_child(node, slot - children.first));
-            }
-            if (child != nullptr && memory.holds(child) && tn_is_search(child) &&
-                descend(child, level + 1)) {
-                path.nodes[level] = child;
-                path.pieces[2 + level] =
-                    static_cast<uint8_t>(group_of_child(node, slot - children.first));
-                return true;
-            }
-        }
-        return false;
-    }
-};
-
-/// True when an address can be that of a tree node: the library places the root record first.
-bool above_root_record(const tree_array *root, const tn *node) {
-    return reinterpret_cast<uintptr_t>(root) < reinterpret_cast<uintptr_t>(node);
-}
-
 void set_root_pieces(tn_path &path, int root_slot) {
     path.pieces[0] = static_cast<uint8_t>(root_slot / 64 % 64);
     path.pieces[1] = static_cast<uint8_t>(root_slot % 64);
 }
 
-enum class key_way { elsewhere, to_root, to_node };
+struct locator : plain_visitor {
+    static constexpr descent_rules rules{.internal_nodes = true};
 
-/// Follows a key from the root down to the target and fills its path.
-class key_follower {
-public:
-    key_follower(const uint8_t *key, const tn *target, tn_path &path)
-        : target_(target), path_(path) {
-        memcpy(key_.bytes, key, tbm_key_bytes);
-    }
+    const tn *target;
+    tn_path &path;
+    // Nodes on the way from the root on, and which child of the one above each is.
+    tn *nodes[tbm_walk_levels] = {};
+    int ordinals[tbm_walk_levels] = {};
 
-    key_way follow(const tree_array *root) {
-        const auto slot = static_cast<int>(key_bits_extract(key_.bytes, 0, tbm_root_bits));
-        tn *node = slot < root->ta_nnodes ? root->ta_nodes[slot] : nullptr;
-        if (node == target_) {
-            return key_way::to_root;
+    way at(tn *node, const tree_place &place, const handed &) {
+        if (place.root) {
+            set_root_pieces(path, place.slot);
+            nodes[0] = node;
+            return node == target ? way::stop : way::down;
         }
-        set_root_pieces(path_, slot);
-        for (int level = 0; level < tn_path_nodes && node != nullptr && memory_.node(node) &&
-                            tn_is_search(node) && path_.found == 0 && position_ <= tbm_key_bits_max;
-             ++level) {
-            node = step(node, level);
+        if (node == target && place.level <= tn_path_nodes) {
+            ordinals[place.level] = place.internal ? -1 : ordinal(place);
+            fill_path(place.level - 1);
+            return way::stop;
         }
-        return path_.found != 0 ? key_way::to_node : key_way::elsewhere;
+        nodes[place.level] = node;
+        ordinals[place.level] = ordinal(place);
+        return place.internal ? way::past : way::down;
     }
 
 private:
-    /// The next node on the way; found is set when the target hangs directly below `node`.
-    tn *step(tn *node, int level) {
-        path_.nodes[level] = node;
-        path_.depth = static_cast<uint32_t>(level);
-        if (tn_inode(node) == target_) {
-            path_.found = 1;
-            return nullptr;
-        }
-        const uint32_t stride = tn_stride(node);
-        const uint32_t chunk = key_bits_extract(key_.bytes, position_, stride);
-        position_ += stride;
-        tn **slot = tn_child_slot(node, chunk, stride);
-        const uint32_t group = chunk >> tn_group_shift(node);
-        if (slot == nullptr || (node->sn_ebmap >> group & 1) == 0) {
-            return nullptr;
-        }
-        path_.pieces[2 + level] = static_cast<uint8_t>(group);
-        if (*slot == target_) {
-            path_.found = 1;
-        } else {
-            path_.nodes[level] = *slot;
-        }
-        return *slot;
+    static int ordinal(const tree_place &place) {
+        return place.slot - static_cast<int>(tn_inode_bit(place.parent));
     }
 
-    tbm_key key_{};
-    readable_records memory_;
-    const tn *target_;
-    tn_path &path_;
-    uint32_t position_ = tbm_root_bits;
+    /// The target hangs below the last node on the way, at `depth`.
+    void fill_path(int depth) {
+        path.found = 1;
+        path.depth = static_cast<uint32_t>(depth);
+        path.nodes[depth] = nodes[depth];
+        for (int d = 0; d <= depth; ++d) {
+            const int group = ordinals[d + 1] < 0 ? 0 : group_of_child(nodes[d], ordinals[d + 1]);
+            path.pieces[2 + d] = static_cast<uint8_t>(group);
+            if (d < depth) {
+                path.nodes[d] = nodes[d + 1];
+            }
+        }
+    }
 };
+
+/// First leaf on the way down from a node that takes the first branch everywhere; null where that
+/// leads to none.
+const leaf *first_leaf(const tn *node) {
+    for (int level = 0; level < tn_path_nodes && tn_is_search(node); ++level) {
+        const child_slots children = tn_child_slots(node);
+        int slot = 0;
+        while (slot < children.end && readable_node(children.nodes[slot]) == nullptr) {
+            ++slot;
+        }
+        if (slot >= children.end) {
+            return nullptr;
+        }
+        node = readable_node(children.nodes[slot]);
+    }
+    const leaf_slots leaves = leaf_array_slots(inode_leaves(node));
+    return leaves.count > 0 ? leaves.at(0) : nullptr;
+}
+
+/// Follows a key from the root down to the target, filling its path. False when it leads elsewhere;
+/// a root node ends the search, too, and is not found.
+bool follow_key(const uint8_t *key, const tn *target, tn_path &path) {
+    tbm_key bits{};
+    memcpy(bits.bytes, key, tbm_key_bytes);
+    tn *const *root_slot = tbm_root_slot(tbm_handle_current(), key);
+    tn *node = root_slot == nullptr ? nullptr : readable_node(*root_slot);
+    if (node == target) {
+        return true;
+    }
+    set_root_pieces(path, static_cast<int>(key_bits_extract(key, 0, tbm_root_bits)));
+    uint32_t position = tbm_root_bits;
+    for (int level = 0; level < tn_path_nodes && node != nullptr && tn_is_search(node) &&
+                        position <= tbm_key_bits_max;
+         ++level) {
+        path.nodes[level] = node;
+        path.depth = static_cast<uint32_t>(level);
+        path.found = tn_inode(node) == target ? 1 : 0;
+        if (path.found != 0) {
+            return true;
+        }
+        const uint32_t stride = tn_stride(node);
+        const uint32_t chunk = key_bits_extract(bits.bytes, position, stride);
+        const uint32_t group = chunk >> tn_group_shift(node);
+        const tn_slot slot = tn_child_slot(node, chunk, stride);
+        if ((node->sn_ebmap >> group & 1) == 0 || !slot.counted) {
+            return false;
+        }
+        path.pieces[2 + level] = static_cast<uint8_t>(group);
+        path.found = slot.child == target ? 1 : 0;
+        if (path.found != 0) {
+            return true;
+        }
+        node = tn_slot_node(slot);
+        path.nodes[level] = node;
+        position += stride;
+    }
+    return false;
+}
+
+/// True when an address can be that of a tree node: the library places the root record first.
+bool above_root_record(const tn *node) {
+    const tbm_handle_record *handle = tbm_handle_current();
+    return readable_memory::holds(handle) &&
+           reinterpret_cast<uintptr_t>(handle->tbdb_root) < reinterpret_cast<uintptr_t>(node);
+}
 
 /// Text of the pieces 3 to 2 + n of a path.
 const char *format_prefix(const tn_path &path, int n) {
@@ -178,27 +157,20 @@ const char *format_prefix(const tn_path &path, int n) {
 
 void tn_locate(const tn *target, tn_path &path) {
     path = {};
-    const tree_array *root = tbdb_root_of(tbm_handle_or_report());
-    if (root == nullptr || !above_root_record(root, target)) {
+    const tbm_handle_record *handle = tbm_handle_or_report();
+    if (handle == nullptr || !above_root_record(target)) {
         return;
     }
-    if (const leaf *inside = leaf_finder{}.at_or_below(target, 0); inside != nullptr) {
-        if (key_follower(inside->key, target, path).follow(root) != key_way::elsewhere) {
-            return;
-        }
-        path = {};
+    const leaf *inside = first_leaf(target);
+    if (inside != nullptr && follow_key(inside->key, target, path)) {
+        return;
     }
-    locator search{target, path, {}, {}};
-    for (int i = 0; i < root->ta_nnodes && !search.guard.stopped; ++i) {
-        tn *node = root->ta_nodes[i];
-        if (node == target) {
-            return;
-        }
-        if (node != nullptr && search.memory.holds(node) && tn_is_search(node) &&
-            search.descend(node, 0)) {
-            set_root_pieces(path, i);
-            return;
-        }
+    path = {};
+    locator search{{}, target, path};
+    tree_descent descent(search);
+    descent.from_roots(tbdb_root_of(handle));
+    if (path.found == 0) {
+        path = {};
     }
 }
 
@@ -207,12 +179,9 @@ tn *tn_path_parent(const tn_path &path) {
 }
 
 tn *tn_path_root(const tn_path &path) {
-    const tree_array *root = tbdb_root_of(tbm_handle_current());
+    const root_table root = tbdb_root_of(tbm_handle_current());
     const int slot = path.pieces[0] * 64 + path.pieces[1];
-    if (path.found == 0 || root == nullptr || slot >= root->ta_nnodes) {
-        return nullptr;
-    }
-    return root->ta_nodes[slot];
+    return path.found == 0 || slot >= root.count ? nullptr : root.slots[slot];
 }
 
 uint16_t tn_path_vrf(const tn_path &path) {
@@ -244,15 +213,14 @@ const char *tn_path_prefix_text(const tn *node) {
 }
 
 bool tn_locate_children(const tn *parent, tn_path &path) {
-    const tree_array *root = tbdb_root_of(tbm_handle_current());
-    for (int i = 0; root != nullptr && i < root->ta_nnodes; ++i) {
-        if (root->ta_nodes[i] == parent) {
-            path = {};
-            set_root_pieces(path, i);
-            return true;
-        }
+    const root_table root = tbdb_root_of(tbm_handle_current());
+    const auto *slot = std::find(root.slots, root.slots + root.count, parent);
+    if (slot != root.slots + root.count) {
+        path = {};
+        set_root_pieces(path, static_cast<int>(slot - root.slots));
+        return true;
     }
-    if (root == nullptr) {
+    if (root.slots == nullptr) {
         return false;
     }
     tn_locate(parent, path);
@@ -261,8 +229,7 @@ bool tn_locate_children(const tn *parent, tn_path &path) {
 }
 
 const char *tn_path_child_text(tn_path &path, const tn *child, uint32_t group) {
-    const tree_array *root = tbdb_root_of(tbm_handle_current());
-    if (root == nullptr || !above_root_record(root, child)) {
+    if (!above_root_record(child)) {
         return nullptr;
     }
     path.pieces[2 + path.depth] = static_cast<uint8_t>(group);

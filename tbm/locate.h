@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 inline constexpr int tn_path_nodes = 24;
 inline constexpr int tn_path_pieces = 28;
@@ -22,9 +22,9 @@ static_assert(sizeof(tn_path) == 232);
 
 /// Fills the path of `target` (zeroed here first). Not found: found stays 0; a root node counts as
 /// not found, and so does a node more than 24 levels below its root. For an internal node the piece
-/// of its own level is 0. Without a tree sends "NULL tbm_handle\n". Follows the key of a leaf of
-/// the target; only a node to which no such key leads costs a pass over the tree. Passes over
-/// records that cannot be read.
+/// of its own level is 0. Without a tree sends "NULL tbm_handle\n". A
+/// node to which the key of a leaf below it leads is found at once; another costs one pass over the
+/// tree.
 void tn_locate(const tn *target, tn_path &path);
 
 /// The target's parent after a successful search, a root node included. Null when the path was not
@@ -37,19 +37,6 @@ tn *tn_path_root(const tn_path &path);
 
 /// VRF rebuilt from pieces 0 to 2.
 uint16_t tn_path_vrf(const tn_path &path);
-
-/// A subtree whose count is known; node null for none.
-struct counted_subtree {
-    const tn *node;
-    uint32_t count;
-};
-
-/// Adds 1 for the inode flag of every node of the subtree and 1 for every child slot in it.
-void tn_subtree_count(const tn *node, uint32_t &count);
-
-/// The same around a node that an operator typed: nothing hangs below what cannot be read. The
-/// known subtree inside it is not walked again.
-void tn_subtree_count_readable(const tn *node, uint32_t &count, const counted_subtree &known = {});
 
 /// Packs n 6-bit values, most significant bit first, into (6 n + 7) / 8 bytes of `packed`.
 void six_bit_pack(const uint8_t *values, int n, uint8_t *packed);

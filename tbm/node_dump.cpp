@@ -2,17 +2,19 @@
 
 #include <algorithm>
 
-#include "debug_channel/reply.h"
-#include "debug_channel/text.h"
+#include "reply/reply.h"
+#include "reply/text.h"
+#include "reply/unreadable.h"
 #include "tbm/access.h"
+#include "tbm/leaf_lines.h"
 
 namespace {
 
-inline constexpr uint32_t detail_leaves = 1;
-inline constexpr uint32_t detail_children = 2;
-inline constexpr int vrf_bytes = 2;
-inline constexpr int hex_text_size = 2 * static_cast<int>(tbm_key_bytes) + 1;
-inline constexpr int children_per_line = 10;
+constexpr uint32_t detail_leaves = 1;
+constexpr uint32_t detail_children = 2;
+constexpr int vrf_bytes = 2;
+constexpr int hex_text_size = 2 * static_cast<int>(tbm_key_bytes) + 1;
+constexpr int children_per_line = 10;
 
 /// Byte i of the key without its two family bits; bytes behind the key count as 0.
 uint8_t shifted_key_byte(const uint8_t *key, int i) {
@@ -62,13 +64,17 @@ void print_hint_data(const tn *node) {
 }
 
 void print_child_indexes(const tn *node) {
-    const tree_array *array = tn_child_array(node);
-    if (array == nullptr) {
+    const child_slots listed = tn_child_slots(node);
+    if (listed.fault != nullptr) {
+        report_unreadable(listed.fault);
+    }
+    if (listed.array == nullptr || listed.fault == listed.array) {
         return;
     }
-    plu_debug_printf("child array nodes: %d, inodes exists: %d children hw index:\n",
-                     array->ta_nnodes, array->ta_inode_exists);
-    if (array->ta_nnodes == 0) {
+    const int count = current(listed.array->ta_nnodes);
+    plu_debug_printf("child array nodes: %d, inodes exists: %d children hw index:\n", count,
+                     current(listed.array->ta_inode_exists));
+    if (count == 0) {
         return;
     }
     for (int i = 0;; ++i) {
@@ -76,7 +82,7 @@ void print_child_indexes(const tn *node) {
         if (i >= children.end - children.first) {
             break;
         }
-        const tn *child = children.nodes[children.first + i];
+        const tn *child = readable_node(children.nodes[children.first + i]);
         plu_debug_printf("0x%x ", child == nullptr ? 0 : child->hw_index);
         if (i % children_per_line == children_per_line - 1) {
             plu_debug_printf("\n");
@@ -95,7 +101,7 @@ void print_children(const tn *node) {
     }
     if (const leaf_array *parent_leaves = node->par_bl_larray; parent_leaves != nullptr) {
         plu_debug_printf("SN tn_par_larray %d par_bl_offset %d, par bl len %d\n",
-                         parent_leaves->la_nnodes, node->par_bl_offset, node->par_bl_len);
+                         leaf_array_count(parent_leaves), node->par_bl_offset, node->par_bl_len);
     }
     plu_debug_printf("  sn_ebmap 0x%016lx\n", node->sn_ebmap);
     plu_debug_printf("hint_ebmap 0x%016lx\n", node->hint_ebmap);
@@ -116,21 +122,5 @@ void tbm_node_dump(const tn *node, int key_bits, const uint8_t *key, uint32_t de
     }
     if ((detail & detail_children) != 0) {
         print_children(node);
-    }
-}
-
-void tbm_leaf_print(leaf *const *slot) {
-    const leaf *entry = current(*slot);
-    plu_debug_printf("  %s\n", entry == nullptr ? "(null)" : leaf_text(entry));
-}
-
-void leaf_array_print(const leaf_array *array) {
-    // Every line may wait for the client while the library changes the array.
-    for (int i = 0;; ++i) {
-        const leaf_slots slots = leaf_array_slots(array);
-        if (i >= slots.count) {
-            return;
-        }
-        tbm_leaf_print(slots.leaves + i);
     }
 }

@@ -2,10 +2,12 @@
 
 #include <cstring>
 
-#include "debug_channel/reply.h"
-#include "debug_channel/text.h"
+#include "reply/reply.h"
+#include "reply/text.h"
+#include "reply/unreadable.h"
 #include "tbm/access.h"
 #include "tbm/depth_guard.h"
+#include "tbm/internal_lookup.h"
 #include "tbm/key.h"
 #include "tbm/node_dump.h"
 
@@ -13,9 +15,9 @@ uint32_t tbm_search_detail = 0;
 
 namespace {
 
-inline constexpr uint32_t internal_prefix_bits = 5;
+constexpr uint32_t internal_prefix_bits = 5;
 // A damaged node may claim a stride of up to 15; the key then reads as 0 behind its end.
-inline constexpr size_t padded_key_bytes = tbm_walk_levels * 15 / 8 + 8;
+constexpr size_t padded_key_bytes = tbm_walk_levels * 15 / 8 + 8;
 
 /// Group of a chunk among the 64 groups of a search node; below stride 6 a chunk is its own group.
 uint32_t chunk_group(uint32_t chunk, uint32_t stride) {
@@ -90,9 +92,21 @@ private:
     }
 
     /// Resolved when it is needed: the array's slots move when the library changes it meanwhile.
-    [[nodiscard]] leaf *best_leaf() const {
-        const leaf_slots slots = leaf_array_slots(best_array_);
-        return best_offset_ < slots.count ? slots.leaves[best_offset_] : nullptr;
+    [[nodiscard]] leaf **best_leaf_slot() const {
+        leaf **slot = leaf_array_slot(best_array_, best_offset_);
+        if (slot == nullptr && best_array_ != nullptr) {
+            name_fault(best_array_);
+        }
+        return slot;
+    }
+
+    /// Names a leaf array whose slots cannot be read; one without slots is none.
+    static void name_fault(const leaf_array *array) {
+        if (!readable_memory::holds(array)) {
+            report_unreadable(array);
+        } else if (leaf **leaves = current(array->la_leaves); leaves != nullptr) {
+            report_unreadable(leaves);
+        }
     }
 
     const tn *hint_descent(const tn *node, uint64_t bitmap) {
@@ -107,12 +121,15 @@ private:
     /// Takes the child of the chunk, if there is one, and keeps the chunk, so that phu_pfx is the
     /// path of the node reached.
     const tn *descend(const tn *node, const char *bitmap_name, uint64_t bitmap) {
-        tn **slot = tn_child_slot(node, chunk_, stride_);
-        const tn *child = slot == nullptr ? nullptr : *slot;
+        const tn_slot slot = tn_child_slot(node, chunk_, stride_);
         plu_debug_printf("pfx 0x%x bitused %d level %d tn %p %s 0x%016lx next tn %p\n", chunk_,
                          static_cast<int>(position_), result_.level,
                          static_cast<const void *>(node), bitmap_name, bitmap,
-                         static_cast<const void *>(child));
+                         static_cast<const void *>(slot.child));
+        const tn *child = tn_slot_node(slot);
+        if (child == nullptr) {
+            name_missing_child(node, slot);
+        }
         if (child != nullptr) {
             if (const int at = result_.level + 2; at < phu_pfx_entries) {
                 phu_pfx[at] = static_cast<uint8_t>(chunk_);
@@ -120,6 +137,15 @@ private:
             ++result_.level;
         }
         return child;
+    }
+
+    static void name_missing_child(const tn *node, const tn_slot &slot) {
+        const void *fault = slot.child != nullptr && !readable_memory::holds(slot.child)
+                                ? slot.child
+                                : tn_child_slots(node).fault;
+        if (fault != nullptr) {
+            report_unreadable(fault);
+        }
     }
 
     /// A damaged tree may lead through more hint levels than the trail holds.
@@ -175,13 +201,29 @@ private:
         }
     }
 
+    /// Internal node of the last node of the way; names what cannot be read.
+    static const tn *inode_of(const tn *node) {
+        const child_slots children = tn_child_slots(node);
+        const tn *inode = tn_inode(node);
+        if (children.fault != nullptr) {
+            report_unreadable(children.fault);
+        } else if (children.first == 1 && inode == nullptr && children.nodes[0] != nullptr) {
+            report_unreadable(children.nodes[0]);
+        } else if (const leaf_array *array = inode_leaves(inode);
+                   array != nullptr && leaf_array_slot(array, 0) == nullptr) {
+            name_fault(array);
+        }
+        return inode;
+    }
+
     void take_leaf(const tn *node) {
         leaf **slot =
-            tbm_retrieve_leaf_local(tn_inode(node), chunk_internal_prefix(chunk_, stride_));
+            tbm_retrieve_leaf_local(inode_of(node), chunk_internal_prefix(chunk_, stride_));
         if (slot == nullptr) {
             plu_debug_printf("no match, take best leaf\n");
+            slot = best_leaf_slot();
         }
-        result_.best = slot == nullptr ? best_leaf() : *slot;
+        result_.best = slot == nullptr ? nullptr : current(*slot);
     }
 
     const uint8_t *key_;
@@ -203,6 +245,12 @@ uint32_t tbm_search_hint(const tbm_handle_record *handle, const uint8_t *key,
     result.level = 0;
     result.hint_level = 0;
     hint_search search(key, result);
-    tn **slot = tbm_root_slot(handle, key);
-    return search.run(slot == nullptr ? nullptr : *slot);
+    const root_table root = tbdb_root_of(handle);
+    tn *const *slot = tbm_root_slot(handle, key);
+    const tn *stored = slot == nullptr ? nullptr : current(*slot);
+    const tn *node = readable_memory::holds(stored) ? stored : nullptr;
+    if (root.fault != nullptr || stored != node) {
+        report_unreadable(root.fault != nullptr ? root.fault : stored);
+    }
+    return search.run(node);
 }

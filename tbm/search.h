@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 inline constexpr uint32_t tbm_search_no_node = 0x4d7e8800;    // empty root slot or child slot
 
@@ -24,10 +24,3 @@ extern uint32_t tbm_search_detail;
 /// "ERR PHU" lines. Returns 0 when the walk ended normally, tbm_search_no_node otherwise.
 uint32_t tbm_search_hint(const tbm_handle_record *handle, const uint8_t *key,
                          tbm_search_result &result);
-
-/// Slot of the longest leaf of an internal node for a 5-bit prefix, narrating each step; null when
-/// there is none.
-leaf **tbm_retrieve_leaf_local(const tn *inode, uint32_t prefix);
-
-/// The same without any text; null also without an internal node or leaf array.
-leaf **inode_longest_leaf(const tn *inode, uint32_t prefix);

@@ -1,6 +1,9 @@
-#include "debug_channel/contexts.h"
-#include "debug_channel/reply.h"
-#include "debug_channel/text.h"
+#include "reply/refusals.h"
+#include "reply/reply.h"
+#include "reply/text.h"
+#include "reply/unreadable.h"
+#include "shm/contexts.h"
+#include "shm/readable_memory.h"
 #include "tbm/commands.h"
 #include "tbm/key.h"
 #include "tbm/search.h"
@@ -33,7 +36,10 @@ bool search_entry(const pfx_entry &entry, search_outcome &outcome) {
     outcome.prefix = "NULL";
     tbm_search_result &found = outcome.found;
     outcome.code = tbm_search_hint(handle, key.bytes, found);
-    if (found.best != nullptr) {
+    if (found.best != nullptr && !readable_memory::holds(found.best)) {
+        report_unreadable(found.best);
+        outcome.prefix = "(null)";
+    } else if (found.best != nullptr) {
         outcome.key_bits = found.best->key_bits_used;
         outcome.length = outcome.key_bits - static_cast<int>(tbm_header_bits);
         outcome.prefix = leaf_text(found.best);

@@ -3,13 +3,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 #include "checks/commands.h"
+#include "console/commands.h"
 #include "phu/commands.h"
-#include "phu/node_image.h"
+#include "records/hw_node.h"
 #include "tbm/access.h"
+#include "tbm/commands.h"
 #include "tests/card/powered_card.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -17,7 +21,7 @@ using Verdict = std::map<std::string, long>;
 
 struct Column {
     const char *name;
-    void (*command)(uint64_t, uint64_t, uint64_t);
+    command_function command;
     const char *label;    // a counter behind a label, or lines that start so
     bool lines;
 };
@@ -47,19 +51,11 @@ constexpr Column columns[] = {
     {"hw missed", cmd_cklkuphw, "prefix     no match:", false},
 };
 
-size_t lines_with(const std::string &text, const std::string &word) {
-    size_t count = 0;
-    for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
 Verdict verdict() {
     Verdict result;
     for (const Column &column : columns) {
-        const std::string text = captured([&] { column.command(0, 0, 0); });
-        const long moved = column.lines ? static_cast<long>(lines_with(text, column.label))
+        const std::string text = reply_of(column.command);
+        const long moved = column.lines ? static_cast<long>(occurrences(text, column.label))
                                         : number_after(text, column.label);
         if (moved != 0) {
             result[column.name] = moved;
@@ -269,13 +265,13 @@ const Row rows[] = {
          *low = stray[0];
          array->la_leaves[0] = low;
      },
-     {"lookup missed", "lookup leaf"}},
+     {"lookup missed"}},
     {"entry missing in the exact-match path",
      [](simcard::Card &card) {
          simcard::MatchEntry entry;
          ASSERT_TRUE(
              simcard::ExactMatch::make_entry(*simcard::parse_prefix("172.16.0.0/12", 0), entry));
-         ASSERT_TRUE(card.match().erase(entry));
+         card.match().erase(simcard::ExactMatch::find(card.match().homes(entry), entry));
      },
      {"lookup missed", "hw missed"}},
     {"failing node read",
@@ -308,5 +304,70 @@ TEST(FaultMatrix, EachFaultMovesItsCountersAndNoOther) {
             moved.insert(name);
         }
         EXPECT_EQ(moved, row.moves);
+    }
+}
+
+namespace {
+
+tn *below_search_node() {
+    const std::vector<tn *> way = path_to("10.1.2.0/24");
+    return *std::next(std::find(way.begin(), way.end(), node_of("10.1.0.0/16")));
+}
+
+/// What a record claims is wrong, what it holds is right: the replies go by what it holds.
+struct FalseClaim {
+    const char *fault;
+    void (*plant)();
+    std::string (*replies)();
+    std::string expected;    // of all replies; empty: those of the healthy card
+};
+
+std::string searched_and_checked() {
+    return reply_of(cmd_v4, 0x0a010280, 32) + reply_of(cmd_v4, 0x0a010101, 32) +
+           reply_of(cmd_walk, 11) + reply_of(cmd_ckbmsf) + reply_of(cmd_ckparbl) +
+           reply_of(cmd_showla, number(tn_inode(search_node())->in_lfarray));
+}
+
+const FalseClaim false_claims[] = {
+    {"a node of no known type keeps its children",
+     [] {
+         search_node()->tn_flags |= TN_LEAF;
+         below_search_node()->bmsf ^= 1;
+     },
+     [] {
+         return named(reply_of(cmd_ckbmsf), {{below_search_node(), "CHILD"}});
+     },
+     "bmsf mismatch tn CHILD bmsf 16 hint bmsf 17 parent_tn (nil)\n"
+     "\nResults of checking bmsf:\n  total tn nodes:            35\n"
+     "  bmsf match non zero:       21\n  bmsf match  zero:          13\n"
+     "  bmsf MISMATCH:              1\n"},
+    {"slot 0 of a node with the inode flag keeps its leaves under an odd type",
+     [] { search_node()->sn_charray->ta_nodes[0]->tn_flags ^= TN_INTERN | TN_LEAF; },
+     searched_and_checked, ""},
+    {"a child behind the array's count is found by its bit",
+     [] { path_to("10.1.2.128/25").end()[-2]->sn_charray->ta_nnodes = 0; },
+     [] { return reply_of(cmd_v4, 0x0a010280, 32); }, ""},
+    {"a leaf behind the array's count is found by its bit",
+     [] { tn_inode(search_node())->in_lfarray->la_nnodes = 0; },
+     [] { return reply_of(cmd_v4, 0x0a010101, 32); }, ""},
+    {"slot 0 of a root table of no slots still begins the shared memory",
+     [] { phu_ctx->tbm_handle->tbdb_root->ta_nnodes = 0; },
+     [] {
+         const auto slot_0 = number(phu_ctx->tbm_handle->tbdb_root->ta_nodes[0]);
+         return reply_of(cmd_memr, slot_0, 64) + reply_of(cmd_memr, slot_0 - 1, 64) +
+                reply_of(cmd_showla, slot_0 - 16);
+     },
+     ""},
+};
+
+}    // namespace
+
+TEST(FaultMatrix, RepliesGoByWhatRecordsHoldWhereTheirClaimsAreWrong) {
+    for (const FalseClaim &row : false_claims) {
+        SCOPED_TRACE(row.fault);
+        healthy_card();
+        const std::string healthy = row.replies();
+        row.plant();
+        EXPECT_EQ(row.replies(), row.expected.empty() ? healthy : row.expected);
     }
 }

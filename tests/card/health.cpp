@@ -2,40 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "checks/commands.h"
 #include "phu/commands.h"
-#include "phu/tree_walk.h"
+#include "simcard/table_file.h"
+#include "tbm/tree_walk.h"
 #include "tests/card/powered_card.h"
+#include "tests/support/text.h"
 
 namespace {
-
-size_t count_of(const std::string &text, const std::string &word) {
-    size_t count = 0;
-    for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
-/// Raw request arguments of a prefix.
-struct Arguments {
-    uint64_t a1, a2, a3;
-    bool v6;
-};
-
-Arguments arguments_of(const pfx_entry &entry) {
-    const auto vrf = static_cast<uint64_t>(entry.vrf[0] << 8 | entry.vrf[1]);
-    uint64_t high = 0;
-    uint64_t low = 0;
-    for (int i = 0; i < 8; ++i) {
-        high = high << 8 | entry.address[i];
-        low = low << 8 | entry.address[8 + i];
-    }
-    if (entry.type == PFX_IPV6) {
-        return {high, low, 1000 * vrf + entry.length(), true};
-    }
-    return {high >> 32, entry.length(), vrf, false};
-}
 
 /// Every prefix was found but those of at most `unmatchable` bits.
 void expect_lookup_clean(const std::string &text, const TableModel &model, uint32_t unmatchable) {
@@ -60,7 +36,7 @@ void expect_lookup_clean(const std::string &text, const TableModel &model, uint3
 }    // namespace
 
 void expect_healthy(const TableModel &model) {
-    const std::string text = captured([] { cmd_ckall(1, 0, 0); });
+    const std::string text = reply_of(cmd_ckall, 1);
     for (const char *label :
          {"bmsf MISMATCH:", "INVALID hw index count:", "en mask MISMATCH      :",
           "inode+child MISMATCH:", "int+ext+ebmap MISMATCH:", "inode & parent int mask MISMATCH:",
@@ -73,17 +49,17 @@ void expect_healthy(const TableModel &model) {
     }
     expect_lookup_clean(text, model, 0);
     // Length 1 is the last one tried, and a longer match of its address is then forgotten.
-    expect_lookup_clean(captured([] { cmd_cklkuphw(0, 0, 0); }), model, 1);
+    expect_lookup_clean(reply_of(cmd_cklkuphw), model, 1);
 }
 
 void expect_sums_agree() {
     const phu_context &phu = *phu_ctx;
-    const std::string summary = captured([] { cmd_banksum(0, 0, 0); });
-    const std::string walk = captured([] { cmd_hwidxwalk(0, 0, 0); });
-    const std::string spread = captured([] { cmd_hwdis(0, 0, 0); });
-    const std::string check = captured([] { cmd_ckbank(0, 0, 0); });
-    const std::string dump = captured([] { cmd_dump(0, 0, 0); });
-    const std::string tree = captured([] { cmd_walk(0, 0, 0); });
+    const std::string summary = reply_of(cmd_banksum);
+    const std::string walk = reply_of(cmd_hwidxwalk);
+    const std::string spread = reply_of(cmd_hwdis);
+    const std::string check = reply_of(cmd_ckbank);
+    const std::string dump = reply_of(cmd_dump);
+    const std::string tree = reply_of(cmd_walk);
     long used = 0;
     for (size_t at = summary.find("node used "); at != std::string::npos;
          at = summary.find("node used ", at + 1)) {
@@ -118,18 +94,32 @@ void expect_sums_agree() {
 }
 
 void expect_hardware_names_match(const simcard::Key &key, const pfx_entry &entry) {
-    const Arguments a = arguments_of(entry);
-    const std::string text =
-        captured([&] { a.v6 ? cmd_v6hw(a.a1, a.a2, a.a3) : cmd_v4hw(a.a1, a.a2, a.a3); });
-    ASSERT_EQ(count_of(text, "rc = 0x0 hint_mask 0x"), 1U) << text;
+    const std::string text = asked(entry, cmd_v4hw, cmd_v6hw);
+    ASSERT_EQ(occurrences(text, "rc = 0x0 hint_mask 0x"), 1U) << text;
     const size_t at = text.find("hint_mask 0x") + 12;
     mask128 mask{std::stoull(text.substr(at, 16), nullptr, 16), 0};
-    if (a.v6) {
+    if (key.ipv6()) {
         mask = {std::stoull(text.substr(at + 17, 16), nullptr, 16), mask.low};
     }
     const leaf *match =
         simcard::Card::instance().search(key).best;    // of the prefix's own address
     ASSERT_GE(match->key_bits_used, key.bits);
-    const uint32_t bit = (a.v6 ? 146U : 50U) - match->key_bits_used;
+    const uint32_t bit = (key.ipv6() ? 146U : 50U) - match->key_bits_used;
     EXPECT_NE((bit >= 64 ? mask.high : mask.low) >> (bit % 64) & 1, 0U) << prefix_text(key) << text;
+}
+
+std::vector<pfx_entry> expect_recorded(const TableModel &model) {
+    std::vector<pfx_entry> recorded;
+    std::set<simcard::Key> keys;
+    for (const std::string &line : pieces_of(cmd_walk, 11)) {
+        const simcard::TableLine parsed =
+            simcard::parse_table_line(std::string_view(line).substr(0, line.size() - 1));
+        EXPECT_EQ(parsed.kind, simcard::TableLine::prefix) << line;
+        const simcard::Key key = *simcard::key_of(parsed.entry);
+        EXPECT_TRUE(keys.insert(key).second && model.entries().count(key) == 1) << line;
+        recorded.push_back(parsed.entry);
+    }
+    EXPECT_EQ(recorded.size(), model.entries().size());
+    capture_clear();
+    return recorded;
 }

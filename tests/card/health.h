@@ -13,3 +13,6 @@ void expect_sums_agree();
 
 /// The hardware lookup of a prefix's address ends at a node that names the longest match's length.
 void expect_hardware_names_match(const simcard::Key &key, const pfx_entry &entry);
+
+/// The recording holds every prefix of the model once, and nothing else; returns its prefixes.
+std::vector<pfx_entry> expect_recorded(const TableModel &model);

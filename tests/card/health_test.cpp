@@ -27,11 +27,15 @@ TEST(Health, EveryCheckIsCleanAfterEveryHundredChanges) {
         }
         if (i % 1000 == 0) {
             expect_sums_agree();
+            expect_recorded(model);
         }
         if (HasFailure()) {
             FAIL() << "after " << i << " changes";
         }
     }
+    const std::vector<pfx_entry> recorded = expect_recorded(model);
+    EXPECT_EQ(powered_card().load(recorded), recorded.size());
+    expect_recorded(model);
 }
 
 TEST(Health, EveryCheckIsCleanWhenBanksRanOut) {
@@ -51,7 +55,7 @@ TEST(Health, EveryCheckIsCleanWhenBanksRanOut) {
     model.load(card, dense);
     ASSERT_GT(card.mirror().starved(), 0U);
     expect_healthy(model);
-    EXPECT_GT(number_after(captured([] { cmd_dump(0, 0, 0); }), "bank node used:"), 100000);
+    EXPECT_GT(number_after(reply_of(cmd_dump), "bank node used:"), 100000);
 }
 
 TEST(Health, HardwareLookupReachesAnEndNodeThatNamesTheLength) {
@@ -63,4 +67,31 @@ TEST(Health, HardwareLookupReachesAnEndNodeThatNamesTheLength) {
             expect_hardware_names_match(key, entry);
         }
     }
+}
+
+TEST(Health, WhatWasReleasedIsUsedAgainLateAndInItsOrder) {
+    simcard::Card &card = powered_card();
+    const auto leaf_of = [&](const char *prefix) {
+        return card.find(*simcard::parse_prefix(prefix, 0));
+    };
+    for (const char *prefix : {"10.0.0.0/8", "10.1.0.0/16", "10.1.2.0/24", "10.1.3.0/24"}) {
+        ASSERT_EQ(card.add(prefix), simcard::card_ok);
+    }
+    const leaf *const first = leaf_of("10.1.2.0/24");
+    const leaf *const second = leaf_of("10.1.3.0/24");
+    card.flush();
+    card.flush();
+    ASSERT_EQ(card.banks().waiting(), 0U);
+    ASSERT_EQ(card.remove("10.1.2.0/24"), simcard::card_ok);
+    ASSERT_EQ(card.remove("10.1.3.0/24"), simcard::card_ok);
+    const size_t waiting = card.banks().waiting();
+    EXPECT_GT(waiting, 0U);
+    card.flush();
+    EXPECT_EQ(card.banks().waiting(), waiting) << "a node may be read until the second tick";
+    card.flush();
+    EXPECT_EQ(card.banks().waiting(), 0U);
+    ASSERT_EQ(card.add("10.9.0.0/16"), simcard::card_ok);
+    ASSERT_EQ(card.add("10.8.0.0/16"), simcard::card_ok);
+    EXPECT_EQ(leaf_of("10.9.0.0/16"), first);
+    EXPECT_EQ(leaf_of("10.8.0.0/16"), second);
 }

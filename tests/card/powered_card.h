@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "debug_channel/contexts.h"
+#include "shm/contexts.h"
 #include "simcard/card.h"
+#include "tbm/key.h"
 #include "tests/support/capture.h"
 
 extern "C" {
@@ -31,7 +32,7 @@ inline simcard::Card &powered_card(const simcard::CardOptions &options = {}) {
     phu_shm_ctx = &card.fixed().phu_shm;
     f_vector = {plu_add_entry, plu_delete_entry, phu_search,         phu_lkup_entry,
                 ot_csr_read,   ot_csr_write,     tbmh_count_prefixes};
-    tbm_handle_derive();
+    plu_ctx_derive();
     return card;
 }
 
@@ -43,6 +44,17 @@ inline long number_after(const std::string &text, const std::string &label) {
         throw std::runtime_error("no \"" + label + "\" in:\n" + text.substr(0, 2000));
     }
     return std::stol(text.substr(at + label.size()));
+}
+
+/// What the command of the prefix's family answers for it.
+inline std::string asked(const pfx_entry &entry, command_function v4, command_function v6) {
+    uint64_t halves[2] = {};
+    for (int i = 0; i < 16; ++i) {
+        halves[i / 8] = halves[i / 8] << 8 | entry.address[i];
+    }
+    const uint64_t vrf = pfx_entry_vrf(entry);
+    return entry.type == PFX_IPV6 ? reply_of(v6, halves[0], halves[1], 1000 * vrf + entry.length())
+                                  : reply_of(v4, halves[0] >> 32, entry.length(), vrf);
 }
 
 /// What a card's commands were told, as a model of the table.

@@ -56,15 +56,9 @@ std::string result_text(const simcard::Key &address, uint32_t bits) {
 
 /// The reply of v4 or v6 for an address.
 std::string search_reply(const simcard::Key &address) {
-    uint64_t halves[2] = {};
-    for (int i = 0; i < 16; ++i) {
-        halves[i / 8] = halves[i / 8] << 8 | tbm_key_address_byte(address.bytes, i);
-    }
-    const uint64_t vrf = vrf_of(address);
-    return captured([&] {
-        address.ipv6() ? cmd_v6(halves[0], halves[1], 1000 * vrf + 128)
-                       : cmd_v4(halves[0] >> 32, 32, vrf);
-    });
+    pfx_entry entry;
+    tbm_key_to_pfx_entry(entry, address.bytes, address.bits);
+    return asked(entry, cmd_v4, cmd_v6);
 }
 
 /// An address in a present prefix, or anywhere in its VRF, or in a VRF of its neighbourhood.
@@ -83,12 +77,6 @@ simcard::Key some_address(simcard::Key key, int i, std::mt19937_64 &random) {
 }
 
 }    // namespace
-
-tbm_search_result searched(const simcard::Key &key, std::string &text) {
-    tbm_search_result result{};
-    text = captured([&] { tbm_search_hint(phu_ctx->tbm_handle, key.bytes, result); });
-    return result;
-}
 
 Tally compare_with_longest_match(const TableModel &model, int probes) {
     std::mt19937_64 random(71);

@@ -1,9 +1,6 @@
 // The narrated search compared with the true longest match.
 #pragma once
 
-#include <string>
-
-#include "tbm/search.h"
 #include "tests/card/powered_card.h"
 
 struct Tally {
@@ -11,9 +8,6 @@ struct Tally {
     int shorter = 0;    // covers reported below a child that could not be hinted
     int errors = 0;
 };
-
-/// Runs the narrated search for a key; `text` gets what it told.
-tbm_search_result searched(const simcard::Key &key, std::string &text);
 
 /// Asks v4 and v6, `probes` times each, for random addresses inside and outside of the model's
 /// prefixes, in VRF 0 and in others, and holds the result line against the longest prefix of the

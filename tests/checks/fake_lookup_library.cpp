@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "debug_channel/contexts.h"
-#include "debug_channel/text.h"
+#include "reply/text.h"
+#include "shm/contexts.h"
 #include "tbm/key.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/plu_library.h"
-#include "tbm/records.h"
+#include "records/tree.h"
 
 inline constexpr int fake_not_found = 0x4d7e0001;
 

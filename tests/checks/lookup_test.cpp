@@ -1,11 +1,15 @@
 #include <string>
 #include <vector>
 
+#include "checks/commands.h"
 #include "checks/plu_phu_lookup.h"
-#include "debug_channel/contexts.h"
+#include "shm/contexts.h"
+#include "tbm/access.h"
 #include "tbm/key.h"
-#include "tests/checks/check_support.h"
 #include "tests/checks/fake_lookup_library.h"
+#include "tests/support/capture.h"
+#include "tests/support/hand_tree.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -24,7 +28,7 @@ TEST_F(Lookup, Ipv4CrossCheckTellsEveryStep) {
     library.search_mask = lengths({8, 16, 24, 40});    // 40 is no length of IPv4
     library.search_hint_level = 2;
     library.existing = {"10.1.0.0/16", "10.0.0.0/8"};
-    EXPECT_EQ(run(cmd_cklkupv4, 0xf0a010203, 0x108, 0x100000005),
+    EXPECT_EQ(reply_of(cmd_cklkupv4, 0xf0a010203, 0x108, 0x100000005),
               format("prefix 0xf0a010203, mask len: 8, vrf: 5\n"
                      "phu_search() results: leaf %p mask len 42  prefix 10.1.2.0/24 (exp:8)\n"
                      "    hw index 0x01020002 hint mask 0x0101010001000000 0x0000000000000000\n"
@@ -40,20 +44,20 @@ TEST_F(Lookup, Ipv4CrossCheckTellsEveryStep) {
     EXPECT_EQ(library.last_entry_ctx.bucket[2], reinterpret_cast<void *>(70 * 0x100 + 2));
     // Without an address an example is shown.
     library.existing = {"64.31.0.0/16"};
-    const std::string example = run(cmd_cklkupv4, 0, 8, ~uint64_t{0});
+    const std::string example = reply_of(cmd_cklkupv4, 0, 8, ~uint64_t{0});
     EXPECT_EQ(example.find("prefix 0x0, mask len: 19, vrf: -1\n"), 0U);
     EXPECT_EQ(library.searched.back(), "64.31.0.0/32");
 }
 
 TEST_F(Lookup, Ipv6CrossCheckTellsEveryStep) {
     const std::string usage = "valid input: a1 pfx high, a2 pfx low, a3 1000 x vrf + mask len\n";
-    EXPECT_EQ(run(cmd_cklkupv6, 0, 0, 5064), usage);
-    EXPECT_EQ(run(cmd_cklkupv6, 1, 2, 0), usage);
+    EXPECT_EQ(reply_of(cmd_cklkupv6, 0, 0, 5064), usage);
+    EXPECT_EQ(reply_of(cmd_cklkupv6, 1, 2, 0), usage);
     library.search_leaf = tree.make_leaf("2001:db8::/32", 5);
     library.search_mask = lengths({1, 32, 64, 65, 128});
     library.search_hint_level = 24;    // behind the trail
     library.existing = {"2001:db8::/32"};
-    EXPECT_EQ(run(cmd_cklkupv6, 0x20010db800010000, 1, 5064),
+    EXPECT_EQ(reply_of(cmd_cklkupv6, 0x20010db800010000, 1, 5064),
               format("prefix 0x20010db8000100000000000000000000, mask len: 64, vrf: 5\n"
                      "phu_search() results: leaf %p mask len 50  prefix 2001:db8::/32 (exp:64)\n"
                      "    hw index 0x00000000 hint mask 0x8000000100000001 0x8000000000000001\n"
@@ -71,7 +75,7 @@ TEST_F(Lookup, FailuresEndWithTheFailureLine) {
     const std::string failed =
         "best match: mask len 0, (null)\nphu_plu_lookup() lookup failed, mask len 0 lf ";
     const std::string head = "prefix 0x1, mask len: 32, vrf: 0\n";
-    const auto reply = [] { return run(cmd_cklkupv4, 1, 32, 0); };
+    const auto reply = [] { return reply_of(cmd_cklkupv4, 1, 32, 0); };
     EXPECT_EQ(reply(), head + failed + "(nil)\n");
     library.search_rc = 0x4d000003;
     EXPECT_EQ(reply(), head + "phu lookup failed rc 0x4d000003 \n" + failed + "(nil)\n");
@@ -85,11 +89,14 @@ TEST_F(Lookup, FailuresEndWithTheFailureLine) {
         EXPECT_NE(reply().find("plu lookup results: mask len 32, rc 0x77\n"), std::string::npos);
         *rc = 0;
     }
+    library.search_leaf = reinterpret_cast<leaf *>(0x7ffffffff000);    // never followed
+    EXPECT_NE(reply().find("leaf 0x7ffffffff000 mask len 0  prefix (null) (exp:32)\n"),
+              std::string::npos);
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(reply(), head + "NULL tbm_handle\n" + failed + "(nil)\n");
     f_vector.phu_search = nullptr;
-    for (const check_command command : {cmd_cklkupv4, cmd_cklkupv6, cmd_cklkup}) {
-        EXPECT_EQ(run(command, 0, 2, 3), "phu_search not loaded\n");
+    for (const command_function command : {cmd_cklkupv4, cmd_cklkupv6, cmd_cklkup}) {
+        EXPECT_EQ(reply_of(command, 0, 2, 3), "phu_search not loaded\n");
     }
 }
 

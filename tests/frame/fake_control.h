@@ -1,4 +1,4 @@
-// What the replaceable fake libraries share: a call log and planned failures, both from the
+// What the preloaded fakes share: a call log and planned failures, both from the
 // environment. FAKE_LOG names the log file; FAKE_FAIL is a list "call=result[:errno]" separated by
 // blanks.
 #pragma once

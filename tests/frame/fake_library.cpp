@@ -1,6 +1,5 @@
-// Recording replacement of the PLU and PHU library as far as the process links it. It fills the
+// Recording replacements of the library's calls at start-up and in the timer. They fill the
 // process's own context pointers when FAKE_FILL_CONTEXTS is set.
-#include "platform/phu_library.h"
 #include "platform/plu_library.h"
 #include "tests/frame/fake_control.h"
 
@@ -44,26 +43,4 @@ FAKE_EXPORT int plu_fill_hole_background(uint32_t *scratch, int count) {
 FAKE_EXPORT int plu_hw_increase_flush_timer(void) {
     fake_log("plu_hw_increase_flush_timer\n");
     return 42;
-}
-
-FAKE_EXPORT int plu_ctx_init(const pfx_entry *, uint32_t *, uint32_t *, uint32_t *, uint32_t *,
-                             uint64_t *) {
-    return 1;
-}
-
-FAKE_EXPORT int plu_entry_ctx_init(plu_entry_ctx *, const pfx_entry *, int, int) {
-    return 1;
-}
-
-FAKE_EXPORT void *plu_htbl_bucket(int, uint32_t, int) {
-    return nullptr;
-}
-
-FAKE_EXPORT int plu_lookup_entry(const pfx_entry *, void *, uint32_t *, uint32_t *, uint32_t *,
-                                 uint32_t *, uint64_t *, uint32_t *, uint32_t *, int) {
-    return 1;
-}
-
-FAKE_EXPORT int phu_hw_read_node(int, uint32_t, void *) {
-    return 1;
 }

@@ -1,4 +1,4 @@
-// Recording replacement of the operating platform's library. FAKE_EVENTS says how many events the
+// Recording replacements of the operating platform's calls. FAKE_EVENTS says how many events the
 // loop gets before event_block fails; FAKE_SWITCH names exported flags to set, separated by blanks.
 #include <cstdint>
 
@@ -114,17 +114,4 @@ FAKE_EXPORT void kq_syslog(int level, const char *format, ...) {
 FAKE_EXPORT mqd_t osag_mq_open(const char *name, int flags, mode_t mode, mq_attr *attributes) {
     const auto planned = static_cast<mqd_t>(fake_result(name, 0));
     return planned == 0 ? mq_open(name, flags, mode, attributes) : planned;
-}
-
-FAKE_EXPORT int osag_mq_unlink(const char *name) {
-    return mq_unlink(name);
-}
-
-FAKE_EXPORT size_t kq_strlcpy(char *destination, const char *source, size_t size) {
-    snprintf(destination, size, "%s", source);
-    return strlen(source);
-}
-
-FAKE_EXPORT void *_dlopen(const char *, int) {
-    return nullptr;
 }

@@ -21,9 +21,9 @@ std::string new_directory() {
 
 [[noreturn]] void become_process(const std::string &directory, const environment &variables) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    environment all = {
-        "LD_LIBRARY_PATH=" FAKE_PLATFORM_DIR ":" FAKE_CARD_DIR, "LD_PRELOAD=" FAKE_POSIX_FILE,
-        "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0", "FAKE_LOG=" + directory + "/calls"};
+    environment all = {"LD_PRELOAD=" ALL_FAKES,
+                       "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0",
+                       "FAKE_LOG=" + directory + "/calls"};
     all.insert(all.end(), variables.begin(), variables.end());
     for (std::string &assignment : all) {
         putenv(assignment.data());
@@ -82,6 +82,11 @@ bool process_run::main_thread_ended() const {
         std::getline(stat, text);
         return text.find(") Z ") != std::string::npos;
     });
+}
+
+std::vector<std::string> process_run::calls_once_there(size_t count) const {
+    (void)comes_true([&] { return calls().size() >= count; });
+    return calls();
 }
 
 std::string process_run::standard_error() const {

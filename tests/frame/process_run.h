@@ -1,4 +1,4 @@
-// Runs the process as a child over the fake libraries.
+// Runs the process as a child over the fake calls.
 #pragma once
 
 #include <sys/types.h>
@@ -8,7 +8,7 @@
 
 #ifdef __SANITIZE_THREAD__
 inline constexpr bool extra_thread = true;    // the sanitizer's own, which never ends
-inline constexpr auto patience = std::chrono::seconds(2);
+inline constexpr auto patience = std::chrono::seconds(8);
 #else
 inline constexpr bool extra_thread = false;
 inline constexpr auto patience = std::chrono::seconds(20);
@@ -24,7 +24,7 @@ using environment = std::vector<std::string>;    // "NAME=value"
 /// A child process; killed with its owner when it still runs.
 class process_run {
 public:
-    /// Starts the process with the fake libraries in place; the given variables come on top.
+    /// Starts the process with the fake calls in front; the given variables come on top.
     explicit process_run(const environment &variables);
     ~process_run();
     process_run(const process_run &) = delete;
@@ -45,6 +45,8 @@ public:
     /// Calls that the fakes recorded, and the trace lines among them.
     std::vector<std::string> calls() const { return log_lines(false); }
     std::vector<std::string> traces() const { return log_lines(true); }
+    /// The calls once there are `count`, or what there is after `patience`.
+    std::vector<std::string> calls_once_there(size_t count) const;
 
 private:
     std::vector<std::string> log_lines(bool traces) const;

@@ -1,8 +1,8 @@
 // The operator client's command line: words stand on lines of their own.
 #include <cstdlib>
 
-#include "tools/plu_debug/arguments.h"
-#include "tools/plu_debug/options.h"
+#include "client/words/arguments.h"
+#include "client/words/options.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::vector<std::string> words(1);

@@ -4,10 +4,11 @@
 
 #include <cstring>
 
-#include "debug_channel/reply.h"
+#include "reply/reply.h"
 #include "tbm/access.h"
 #include "tests/card/powered_card.h"
 #include "tests/fuzz/memory_view.h"
+#include "tests/support/form_print.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ constexpr uint64_t card_size = 0x180000000;
 constexpr struct {
     const char *prefix;
     uint16_t vrf;
-} table[] = {
+} prefixes_on_card[] = {
     {"0.0.0.0/0", 0},           {"10.0.0.0/8", 0},         {"10.1.0.0/16", 0},
     {"10.1.2.0/24", 0},         {"10.1.2.128/25", 0},      {"10.1.2.3/32", 0},
     {"10.64.0.0/10", 0},        {"10.65.0.0/17", 0},       {"172.16.0.0/12", 0},
@@ -31,9 +32,22 @@ constexpr struct {
 
 }    // namespace
 
+/// The client knows every line, but the words of a request without a command.
+static void check_line(const client::reply_line &line) {
+    static bool own_words = false;
+    own_words = line.known == nullptr ? own_words : line.known->is("no_handler");
+    const std::string fault = own_words ? "" : form_fault(line);
+    if (!fault.empty()) {
+        fprintf(stderr, "%s\n", fault.c_str());
+        abort();
+    }
+}
+
 int plu_debug_reply(const char *text) {
     static volatile size_t sent = 0;    // every byte is read, for the sanitizers
     sent = sent + strnlen(text, plu_output_buffer_size);
+    static client::reply_lines lines("*", check_line);
+    lines.piece(std::string_view(text, strnlen(text, plu_reply_text_max)));
     return 0;
 }
 
@@ -41,7 +55,7 @@ void fuzz_card::start() {
     prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);    // clearing large pages would cost most of the time
     card = &powered_card();
     limit_memory_to(&card->fixed(), card_size);
-    for (const auto &row : table) {
+    for (const auto &row : prefixes_on_card) {
         card->add(row.prefix, row.vrf);
     }
     nodes.clear();

@@ -5,24 +5,25 @@
 
 #include <cstring>
 
+#include "client/recordings/recording_diff.h"
+#include "client/replies/verdict.h"
+#include "table/table_line.h"
 #include "tests/fuzz/memory_file.h"
-#include "tools/plu_debug/prefix_sorter.h"
-#include "tools/plu_debug/recording_diff.h"
-#include "tools/plu_debug/verdict.h"
 
 namespace {
 
 void check_lines(std::string_view text) {
     client::reply_judge judge("walk");
+    client::reply_lines lines("walk", [&](const client::reply_line &line) { judge.take(line); });
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(line.size() + 1, text.size()));
-        judge.piece(line);
-        judge.piece("\n");
-        if (const auto prefix = client::parse_table_line(line)) {
-            if (client::parse_table_line("A " + client::table_text(*prefix) + " #") != prefix) {
-                abort();
-            }
+        lines.piece(line);
+        lines.piece("\n");
+        const table::line read = table::parse_line(line);
+        if (read.what == table::line::entry &&
+            read.value != *table::parse_prefix(text_of(read.value), read.value.vrf)) {
+            abort();
         }
     }
     (void)judge.result();

@@ -1,5 +1,5 @@
 // One request through the dispatcher on a small healthy card.
-#include "debug_channel/dispatch.h"
+#include "console/dispatch.h"
 #include "tests/fuzz/requests.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "debug_channel/command_table.h"
+#include "console/command_table.h"
 #include "tests/fuzz/memory_view.h"
 
 namespace {
@@ -93,7 +93,7 @@ void fill_garbage(const fuzz_card &card, fuzz_input &input) {
 uint64_t argument(const fuzz_card &card, fuzz_input &input) {
     static constexpr uint64_t extremes[] = {0x7fffffff,         0x80000000,         0xffffffff,
                                             0x7fffffffffffffff, 0x8000000000000000, ~uint64_t{0}};
-    switch (input.byte() % 10) {
+    switch (input.byte() % 13) {
         case 0:
             return input.byte();
         case 1:
@@ -111,9 +111,11 @@ uint64_t argument(const fuzz_card &card, fuzz_input &input) {
             return card.hw_indexes[input.below(card.hw_indexes.size())];
         case 8:
             return extremes[input.byte() % std::size(extremes)];
-        default:    // length and VRF or detail, or an address near those of the table
+        case 9:    // length and VRF or detail, or an address near those of the table
             return input.byte() % 2 == 0 ? uint64_t{input.byte()} * 1000 + input.byte() % 130
                                          : 0x0a010000 ^ input.bytes(2);
+        default:    // the whole tree
+            return 0;
     }
 }
 

@@ -1,7 +1,7 @@
 // Requests made from a fuzzer's bytes.
 #pragma once
 
-#include "debug_channel/request.h"
+#include "records/request.h"
 #include "tests/fuzz/card.h"
 #include "tests/fuzz/input.h"
 

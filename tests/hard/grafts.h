@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <new>
 
-#include "tbm/records.h"
+#include "records/tree.h"
 
 /// A chain of hinted search nodes whose 64 slots all name the next node. The last one names an end
 /// node or, as a cycle, the first one. Its records lie above those of the card.

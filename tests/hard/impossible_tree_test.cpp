@@ -6,9 +6,9 @@
 
 #include <cstring>
 
-#include "debug_channel/command_table.h"
-#include "debug_channel/dispatch.h"
-#include "debug_channel/reply.h"
+#include "console/command_table.h"
+#include "console/dispatch.h"
+#include "reply/reply.h"
 #include "tests/card/powered_card.h"
 #include "tests/hard/grafts.h"
 #include "tests/support/text.h"

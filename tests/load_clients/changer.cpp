@@ -8,7 +8,8 @@
 
 #include "platform/export.h"
 #include "platform/plu_library.h"
-#include "tbm/records.h"
+#include "records/tree.h"
+#include "simcard/card.h"
 #include "tests/load_clients/counters.h"
 
 namespace {
@@ -16,6 +17,9 @@ namespace {
 constexpr long tick_ns = 20000000;
 constexpr auto pause_between_changes = std::chrono::microseconds(200);
 constexpr int prefixes = 400;
+constexpr uint32_t changes_per_damage = 20;
+constexpr auto damage_stays = std::chrono::milliseconds(1);
+constexpr uint32_t own_root = 2000 >> 6;    // by the upper 10 bits of the VRF
 
 load_counters &counters() {
     static load_counters &mapped = map_counters(getenv("LOAD_COUNTERS"));
@@ -44,6 +48,65 @@ pfx_entry entry_of(int i) {
     return entry;
 }
 
+/// Makes a record below one of the changer's own roots garbage for a moment in which the card
+/// stands still; the process reads on.
+class damager {
+public:
+    void run() {
+        simcard::Card &card = simcard::Card::instance();
+        if (!card.ready()) {
+            return;
+        }
+        const auto lock = card.hold();
+        tn *node = any_node(card.fixed().root);
+        if (node == nullptr) {
+            return;
+        }
+        uint64_t *words = any_record(node);
+        const size_t word = random_() % (words == reinterpret_cast<uint64_t *>(node)
+                                             ? sizeof(tn) / sizeof(uint64_t)
+                                             : sizeof(tree_array) / sizeof(uint64_t));
+        const uint64_t old = words[word];
+        *const_cast<volatile uint64_t *>(words + word) = garbage();
+        std::this_thread::sleep_for(damage_stays);
+        *const_cast<volatile uint64_t *>(words + word) = old;
+        ++counters().damages;
+    }
+
+private:
+    tn *any_node(const tree_array &root) {
+        tn *node = root.ta_nodes[own_root];
+        for (auto depth = random_() % 6; node != nullptr && depth > 0; --depth) {
+            const bool branches = (node->tn_flags & tn_type_mask) == TN_SEARCH;
+            const tree_array *array = branches ? node->sn_charray : nullptr;
+            if (array == nullptr || array->ta_nnodes <= 0) {
+                break;
+            }
+            node = array->ta_nodes[random_() % static_cast<uint32_t>(array->ta_nnodes)];
+        }
+        return node;
+    }
+    uint64_t *any_record(tn *node) {
+        const bool array = random_() % 2 == 0 && node->sn_charray != nullptr;
+        return array ? reinterpret_cast<uint64_t *>(node->sn_charray)
+                     : reinterpret_cast<uint64_t *>(node);
+    }
+    uint64_t garbage() {
+        switch (random_() % 4) {
+            case 0:
+                return 0;
+            case 1:
+                return 0x7eb800000000 + random_() % 64;    // nothing is mapped there
+            case 2:
+                return reinterpret_cast<uint64_t>(this) + random_() % 64;
+            default:
+                return uint64_t{random_()} << 33 | random_();
+        }
+    }
+
+    std::minstd_rand random_{2};
+};
+
 class changer {
 public:
     [[noreturn]] void run() {
@@ -52,6 +115,9 @@ public:
                 rest();
             }
             toggle(static_cast<int>(random_() % prefixes));
+            if (counters().damaging != 0 && random_() % changes_per_damage == 0) {
+                damager_.run();
+            }
             std::this_thread::sleep_for(pause_between_changes);
         }
     }
@@ -82,6 +148,7 @@ private:
     }
 
     std::minstd_rand random_{1};
+    damager damager_;
     bool present_[prefixes] = {};
     plu_entry_function add_ = next_of<uint32_t(const pfx_entry *)>("plu_add_entry");
     plu_entry_function remove_ = next_of<uint32_t(const pfx_entry *)>("plu_delete_entry");

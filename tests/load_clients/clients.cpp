@@ -13,9 +13,9 @@
 #include <thread>
 #include <vector>
 
+#include "client/channel/exchange.h"
 #include "tests/load_clients/counters.h"
 #include "tests/load_clients/requests.h"
-#include "tools/plu_debug/exchange.h"
 
 namespace {
 
@@ -158,9 +158,10 @@ int main(int argc, char **argv) {
         }
         return 0;
     }
-    if (argc != 3) {
+    if (argc < 3) {
         (void)fprintf(stderr, "usage: load_clients COUNTERS REQUESTS | load_clients --table\n");
         return 2;
     }
+    damage_expected = argc > 3 && strcmp(argv[3], "damaged") == 0;
     return run_load(map_counters(argv[1]), strtoull(argv[2], nullptr, 0));
 }

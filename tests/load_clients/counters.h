@@ -21,6 +21,10 @@ struct load_counters {
     std::atomic<uint64_t> served;
     std::atomic<uint64_t> wrong;    // replies lost, mixed or otherwise not those of the request
     std::atomic<uint64_t> stalled;
+
+    // The changer again.
+    std::atomic<uint64_t> damages;     // records that were garbage for a moment
+    std::atomic<uint32_t> damaging;    // ask it for them
 };
 
 /// Maps the file of the counters; ends the program when that fails.

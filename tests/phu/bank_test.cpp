@@ -1,6 +1,6 @@
 // banksum, bankbitmap, ckbank on hand-made bank tables and nodes.
-#include "debug_channel/contexts.h"
 #include "phu/commands.h"
+#include "shm/contexts.h"
 #include "tests/phu/fake_hardware.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // dump, piece by piece.
-#include "debug_channel/contexts.h"
 #include "phu/commands.h"
+#include "shm/contexts.h"
 #include "tests/phu/fake_hardware.h"
 
 namespace {

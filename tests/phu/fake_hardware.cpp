@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <cstring>
 
-#include "debug_channel/contexts.h"
 #include "phu/banks.h"
 #include "phu/node_print.h"
 #include "phu/node_read.h"
 #include "platform/trace_output.h"
+#include "shm/contexts.h"
 
 int npu_of_last_read = -1;
 int csr_reads = 0;

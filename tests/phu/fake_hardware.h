@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "phu/node_image.h"
-#include "phu/records.h"
+#include "records/context.h"
+#include "records/hw_node.h"
 #include "tests/support/capture.h"
 #include "tests/support/hand_tree.h"
 #include "tests/support/text.h"

@@ -1,9 +1,10 @@
 // hwidxr, hwidxwalk, hwdis and the reverse lookup.
 #include <functional>
 
-#include "debug_channel/contexts.h"
 #include "phu/commands.h"
-#include "phu/tree_walk.h"
+#include "shm/contexts.h"
+#include "tbm/hw_index_owner.h"
+#include "tbm/tree_walk.h"
 #include "tests/phu/fake_hardware.h"
 
 namespace {

@@ -1,12 +1,12 @@
 // Node addresses, node reads and the simulated lookup on hand-made images.
 #include <cstring>
 
-#include "debug_channel/contexts.h"
 #include "phu/commands.h"
 #include "phu/hint_dump.h"
 #include "phu/lookup_sim.h"
 #include "phu/node_print.h"
 #include "phu/node_read.h"
+#include "shm/contexts.h"
 #include "tbm/key.h"
 #include "tests/phu/fake_hardware.h"
 

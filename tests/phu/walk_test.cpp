@@ -1,8 +1,8 @@
 // walk in every mode.
-#include "debug_channel/contexts.h"
-#include "debug_channel/text.h"
-#include "debug_channel/trace.h"
 #include "phu/commands.h"
+#include "reply/text.h"
+#include "reply/trace.h"
+#include "shm/contexts.h"
 #include "tests/phu/fake_hardware.h"
 
 namespace {
@@ -72,6 +72,8 @@ TEST_F(walk_test, LeafLinesNameTheirAncestorsFromTheParentUp) {
               "                                    [P: 2 1 0 ]\n" +
                   healthy_summary());
     EXPECT_EQ(pieces_of(cmd_walk, 1)[1], "1 ");
+    tree.add_leaf(tree.end_at("2001:db8:1:2::/64", 78, 5), "2001:db8:1:2::/64", 5);
+    EXPECT_TRUE(contains(walk(1), " E 16.0.5.8.0.4.13.46.0 "));    // of levels with a hint alone
 }
 
 TEST_F(walk_test, NodeCopiesAreShownOnRequest) {
@@ -117,23 +119,6 @@ TEST_F(walk_test, UnexpectedStateIsCountedTracedAndNotDescended) {
     walk(0);
     EXPECT_EQ(tree.phu()->unexpected_state, 2U);
     EXPECT_EQ(syslog_lines, std::vector<std::string>{"0.0.5: Unexpected state incorrect: 9\n"});
-}
-
-TEST_F(walk_test, MissingArraysAndSlotsAreNotFollowed) {
-    v6->hint_state = HINT_INIT;
-    end->in_lfarray->la_leaves[0] = nullptr;
-    EXPECT_EQ(walk(11),
-              "A U4 0.0.0.0/0 5 #\nA U4 128.0.0.0/1 5 #\nA U4 200.0.0.0/6 5 #\nA U6 ::/0 0 #\n");
-    v6->hint_state = HINT_SEARCH;    // the leaves of an END node in this state are not listed
-    end->in_lfarray->la_leaves = nullptr;
-    plain->in_lfarray = nullptr;
-    middle->sn_charray->ta_nodes[0] = nullptr;    // internal node
-    EXPECT_EQ(walk(11), "");
-    middle->sn_charray->ta_nodes = nullptr;
-    root->sn_charray->ta_nodes[0] = nullptr;
-    EXPECT_EQ(walk(11), "");
-    tree.handle()->tbdb_root = nullptr;
-    EXPECT_TRUE(contains(walk(0), "tbm nodes: 0, "));
 }
 
 TEST_F(walk_test, ChildrenBeyondThePathTableAreNamedAndNotWalked) {

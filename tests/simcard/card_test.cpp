@@ -5,109 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <set>
 
 #include "simcard/length_set.h"
-#include "simcard/mirror_fields.h"
-#include "simcard/table_file.h"
+#include "tests/simcard/card_state.h"
 #include "tests/support/random_table.h"
 
 using namespace simcard;
 
 namespace {
-
-Card &fresh_card(uint8_t mask_limit = default_mask_limit) {
-    CardOptions options;
-    options.mask_limit = mask_limit;
-    EXPECT_TRUE(Card::instance().power_on(options));
-    return Card::instance();
-}
-
-/// Everything derived of one node that does not depend on where its records lie.
-struct NodeState {
-    uint32_t type, state, bmsf, cover_length, ext_count, int_count, match_end;
-    mask128 ext, inner, hint, end_copy;
-    uint64_t hinted;
-    bool operator==(const NodeState &) const = default;
-};
-using CardState = std::map<std::vector<uint32_t>, NodeState>;
-
-void collect(const tn *node, std::vector<uint32_t> &path, CardState &all) {
-    mask128 end_copy{phu_load64(node->hint_en_mask), phu_load64(node->hint_en_mask + 8)};
-    all[path] = {node->tn_flags & 0xffffU,
-                 node->hint_state,
-                 node->bmsf,
-                 node->par_bl_larray == nullptr ? 999U : node->par_bl_len,
-                 node->ext_mask_count,
-                 node->int_mask_count,
-                 phu_word_me(node->hint_sn_word),
-                 node->ext_mask,
-                 node->int_mask,
-                 node->hint_mask,
-                 end_copy,
-                 node->hint_ebmap};
-    for (uint64_t left = is_search(node) ? node->sn_ebmap : 0; left != 0; left &= left - 1) {
-        const auto group = static_cast<uint32_t>(__builtin_ctzll(left));
-        path.push_back(group);
-        collect(child_at(node, group), path, all);
-        path.pop_back();
-    }
-}
-
-CardState state_of(Card &card) {
-    CardState all;
-    for (uint32_t slot = 0; slot < 4096; ++slot) {
-        if (const tn *node = card.fixed().root.ta_nodes[slot]; node != nullptr) {
-            std::vector<uint32_t> path{slot};
-            collect(node, path, all);
-        }
-    }
-    return all;
-}
-
-/// Every hinted node's images stand in the chip where its indexes say, in use, no place twice.
-void expect_hardware_sound(Card &card) {
-    std::set<uint32_t> places;
-    const phu_context &phu = card.fixed().plu.phu;
-    const auto expect_image = [&](uint32_t index, const uint8_t *copy, uint32_t level) {
-        phu_node image{};
-        ASSERT_EQ(card.chip().read_index(index, &image), 0);
-        EXPECT_EQ(memcmp(&image, copy, sizeof image), 0) << std::hex << index;
-        EXPECT_TRUE(places.insert(index & 0xffffff).second) << std::hex << index;
-        EXPECT_EQ(hw_index_level(index), level);
-        const uint32_t node = hw_index_node(index);
-        const phu_bank_record &bank = phu.bank[hw_index_bank(index)];
-        EXPECT_EQ(bank.stride_level, level);
-        EXPECT_NE(bank.node_bitmap[node / 64] >> (node % 64) & 1, 0U);
-    };
-    const auto visit = [&](auto &&self, const tn *node, uint32_t level) -> void {
-        const auto *bytes = reinterpret_cast<const uint8_t *>(node);
-        const uint8_t *search_copy = bytes + offsetof(tn, hint_sn_bitmap);
-        const uint8_t *end_copy = bytes + offsetof(tn, hint_en_mask);
-        if (node->hint_state == HINT_INIT) {
-            EXPECT_EQ(node->hw_index, 0U);
-        } else {
-            expect_image(node->hw_index, node->hint_state == HINT_END ? end_copy : search_copy,
-                         level);
-        }
-        if (node->hint_state == HINT_SEARCH_END) {
-            expect_image(node->en_hw_index, end_copy, level + 1);
-        }
-        for (uint64_t left = is_search(node) ? node->sn_ebmap : 0; left != 0; left &= left - 1) {
-            self(self, child_at(node, static_cast<uint32_t>(__builtin_ctzll(left))), level + 1);
-        }
-    };
-    for (int slot = 0; slot < 4096; ++slot) {
-        if (const tn *node = card.fixed().root.ta_nodes[slot]; node != nullptr) {
-            visit(visit, node, 0);
-        }
-    }
-    uint32_t in_use = 0;
-    for (const phu_bank_record &bank : phu.bank) {
-        in_use += bank.node_used;
-    }
-    EXPECT_EQ(in_use, places.size() + card.banks().waiting());
-}
 
 using Model = std::map<Key, pfx_entry>;
 
@@ -131,41 +36,6 @@ void flip_bit(Key &key, uint32_t bit) {
 }
 
 }    // namespace
-
-TEST(TableFile, ReadsPlainAndRecordingLinesAndNamesTheRest) {
-    const struct {
-        const char *line;
-        TableLine::Kind kind;
-        const char *text;
-        int vrf;
-    } cases[] = {
-        {"10.1.2.0/24", TableLine::prefix, "10.1.2.0/24", 0},
-        {"  2001:db8::/32\t65535  # lab", TableLine::prefix, "2001:db8::/32", 65535},
-        {"10.1.2.3", TableLine::prefix, "10.1.2.3/32", 0},
-        {"A U4 10.1.2.0/24 5 #", TableLine::prefix, "10.1.2.0/24", 5},
-        {"A U6 ::ffff:10.0.0.1/128 0 #\r", TableLine::prefix, "::ffff:10.0.0.1/128", 0},
-        {"# comment", TableLine::nothing, "", 0},
-        {"", TableLine::nothing, "", 0},
-        {"10.1.2.0/33", TableLine::bad, "", 0},
-        {"10.1.2/24", TableLine::bad, "", 0},
-        {"10.1.2.0/", TableLine::bad, "", 0},
-        {"10.1.2.0/24 65536", TableLine::bad, "", 0},
-        {"10.1.2.0/24 5 6", TableLine::bad, "", 0},
-        {"A U6 10.1.2.0/24 5 #", TableLine::bad, "", 0},
-        {"A U5 10.1.2.0/24 5 #", TableLine::bad, "", 0},
-        {"A U4", TableLine::bad, "", 0},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.line);
-        const TableLine parsed = parse_table_line(c.line);
-        ASSERT_EQ(parsed.kind, c.kind);
-        if (c.kind == TableLine::prefix) {
-            const Key key = *key_of(parsed.entry);
-            EXPECT_EQ(prefix_text(key), c.text);
-            EXPECT_EQ(vrf_of(key), c.vrf);
-        }
-    }
-}
 
 TEST(Card, RefusesWithACodeAndChangesNothing) {
     Card &card = fresh_card();

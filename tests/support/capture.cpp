@@ -1,10 +1,25 @@
 #include "tests/support/capture.h"
 
-#include "debug_channel/reply.h"
+#include <gtest/gtest.h>
+
+#include "reply/reply.h"
+#include "reply/unreadable.h"
+#include "tests/support/form_print.h"
 
 namespace {
 std::vector<std::string> messages;
+
+/// Whatever a command makes of a card, the client knows every line of it.
+void expect_known_lines() {
+    client::reply_lines lines(
+        "*", [](const client::reply_line &line) { EXPECT_EQ(form_fault(line), ""); });
+    for (const std::string &message : messages) {
+        lines.piece(message);
+    }
+    lines.finish();
 }
+
+}    // namespace
 
 int plu_debug_reply(const char *text) {
     messages.push_back(std::string(text).substr(0, plu_reply_text_max));
@@ -21,7 +36,10 @@ void capture_clear() {
 
 std::vector<std::string> captured_pieces(const std::function<void()> &action) {
     capture_clear();
+    unreadable_begin();
     action();
+    unreadable_end();
+    expect_known_lines();
     return messages;
 }
 

@@ -17,12 +17,14 @@ std::string captured(const std::function<void()> &action);
 /// Runs `action` and returns what it sent, message by message.
 std::vector<std::string> captured_pieces(const std::function<void()> &action);
 
+using command_function = void (*)(uint64_t a1, uint64_t a2, uint64_t a3);
+
 /// What a command sends, joined and message by message.
-inline std::string reply_of(void (*command)(uint64_t, uint64_t, uint64_t), uint64_t a1 = 0,
-                            uint64_t a2 = 0, uint64_t a3 = 0) {
+inline std::string reply_of(command_function command, uint64_t a1 = 0, uint64_t a2 = 0,
+                            uint64_t a3 = 0) {
     return captured([&] { command(a1, a2, a3); });
 }
-inline std::vector<std::string> pieces_of(void (*command)(uint64_t, uint64_t, uint64_t),
-                                          uint64_t a1 = 0, uint64_t a2 = 0, uint64_t a3 = 0) {
+inline std::vector<std::string> pieces_of(command_function command, uint64_t a1 = 0,
+                                          uint64_t a2 = 0, uint64_t a3 = 0) {
     return captured_pieces([&] { command(a1, a2, a3); });
 }

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "debug_channel/contexts.h"
+#include "shm/contexts.h"
 #include "tbm/access.h"
 #include "tbm/key.h"
 
@@ -143,7 +143,8 @@ tn *hand_tree::node_at(const char *prefix, uint32_t bits, uint16_t vrf, uint32_t
                     bits == tbm_root_bits ? last_type : uint32_t{TN_SEARCH});
     for (uint32_t at = tbm_root_bits; at < bits; at += tbm_stride_bits) {
         const uint32_t chunk = key_bits_extract(key.bytes, at, tbm_stride_bits);
-        tn *child = (node->sn_ebmap >> chunk & 1) == 0 ? nullptr : *tn_child_slot(node, chunk, 6);
+        tn *child =
+            (node->sn_ebmap >> chunk & 1) == 0 ? nullptr : tn_child_slot(node, chunk, 6).child;
         const uint32_t type = at + tbm_stride_bits >= bits ? last_type : uint32_t{TN_SEARCH};
         node = child == nullptr ? add_child(node, chunk, type) : child;
     }
@@ -194,4 +195,12 @@ leaf *hand_tree::add_leaf(tn *node, const char *prefix, uint16_t vrf) {
     ++array->la_nnodes;
     inode->in_ibmap |= uint64_t{1} << position;
     return added;
+}
+
+mask128 lengths(std::initializer_list<uint32_t> values) {
+    mask128 mask{};
+    for (const uint32_t value : values) {
+        mask_set_from_left(mask, value);
+    }
+    return mask;
 }

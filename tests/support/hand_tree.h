@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 
-#include "phu/records.h"
-#include "tbm/records.h"
+#include "records/context.h"
+#include "records/tree.h"
 
 /// Owns the shared contexts while it lives: sets plu_shm_ctx, plu_ctx and phu_ctx, clears them at
 /// the end. One at a time. All records lie in one static block in ascending order: shared block,
@@ -65,3 +66,6 @@ private:
     tn *first_node_;
     std::map<const tn *, uint32_t> key_bits_;
 };
+
+/// A mask of prefix lengths.
+mask128 lengths(std::initializer_list<uint32_t> values);

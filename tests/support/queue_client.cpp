@@ -6,7 +6,7 @@
 #include <ctime>
 #include <thread>
 
-#include "debug_channel/request.h"
+#include "records/request.h"
 
 namespace {
 

@@ -1,10 +1,12 @@
 #include "tbm/locate.h"
+#include "tbm/subtree_count.h"
 
 #include <gtest/gtest.h>
 
 #include "tbm/access.h"
 #include "tests/support/capture.h"
 #include "tests/support/hand_tree.h"
+#include "tests/support/page_end.h"
 
 TEST(Locate, GroupOfASlotFollowsTheStride) {
     hand_tree tree;
@@ -47,4 +49,30 @@ TEST(Locate, LeafUnderAWrongKeyDoesNotMislead) {
     end->in_lfarray = tree.make_leaf_array(1);
     end->in_lfarray->la_leaves[0] = tree.make_leaf("10.16.2.0/24", 3);
     EXPECT_STREQ(tn_path_prefix_text(end), "0x0A0102/24");
+    EXPECT_STREQ(tn_path_prefix_text(tree.search_at("10.1.2.0/24", 36, 3)), "0x0A0100/18");
+}
+
+TEST(ChildSlot, IsFollowedBehindTheCountButNotBehindTheMemory) {
+    hand_tree tree;
+    tn *node = tree.search_at("10.0.0.0/8", 24);
+    tn *const child = tree.add_end(node, 0);
+    const page_end<tn *> slots(3);
+    node->sn_charray->ta_nodes = slots.get();
+    node->sn_ebmap = 0xf;
+    slots.get()[1] = slots.get()[2] = child;
+    const struct {
+        uint32_t chunk, stride;
+        bool slot, counted;
+        const tn *followed;
+    } rows[] = {{0, 6, true, true, nullptr},   {1, 6, true, false, child},
+                {2, 6, true, false, child},    {3, 6, false, false, nullptr},
+                {1, 5, false, false, nullptr}, {1, 11, false, false, nullptr}};
+    for (const auto &row : rows) {
+        const tn_slot found = tn_child_slot(node, row.chunk, row.stride);
+        EXPECT_EQ(found.at, row.slot ? slots.get() + row.chunk : nullptr) << row.chunk;
+        EXPECT_EQ(found.counted, row.counted) << row.chunk;
+        EXPECT_EQ(tn_slot_node(found), row.followed) << row.chunk;
+    }
+    child->tn_flags = TN_END;    // no stride: what stands behind the count is no node
+    EXPECT_EQ(tn_slot_node(tn_child_slot(node, 1, 6)), nullptr);
 }

@@ -1,18 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "debug_channel/contexts.h"
+#include "phu/commands.h"
 #include "phu/hint_dump.h"
+#include "shm/contexts.h"
 #include "tbm/commands.h"
 #include "tests/tbm/small_way.h"
 
 namespace {
 
 constexpr uint64_t wild = 0x7ffffffff000;
-
-template <typename Record>
-Record *at(uint64_t address) {
-    return reinterpret_cast<Record *>(address);
-}
 
 /// The commands on the nodes of a way in a VRF beyond the first root slot.
 class tn_test : public ::testing::Test {
@@ -150,45 +146,40 @@ TEST_F(tn_test, RefusesAddressesThatAreNoNodes) {
 TEST_F(tn_test, DamageHidesOnlyWhatHangsBelowIt) {
     tn *inode = tree.add_intern(way.node);
     inode->in_lfarray = tree.make_leaf_array(1);
+    const auto word = [](auto *&pointer) { return reinterpret_cast<uint64_t *>(&pointer); };
+    uint64_t *const children = word(way.node->sn_charray);
+    uint64_t *const leaves = word(way.end->in_lfarray);
+    tn **const slots = way.node->sn_charray->ta_nodes;
     const std::string wild_line = "address 0x7ffffffff000 is not readable\n";
     const std::string wild_child = "  child  1 0x7ffffffff000 type:INVALID hw_index 0x00000000 ";
     const std::string bitmaps = "hint_ebmap 0x0000000000000000\n";
-    const std::string not_search = "tn END is not a search node\n";
-    tree_array *const children = way.node->sn_charray;
-    leaf_array *const leaves = way.end->in_lfarray;
-    leaf *const entry = leaves->la_leaves[0];
     const struct {
-        const char *what;
+        uint64_t *at;
         uint64_t damage;
         const tn *shown;
         std::string text;    // of tn 15
     } rows[] = {
-        {"children", 0x1000, way.node, bitmaps + "\n"},
-        {"children", wild, way.node, bitmaps + wild_line + "\n"},
-        {"children", number(children) + 4, way.node, " is not readable\n\n"},
-        {"children", wild, way.vrf_node, "type:SEARCH hw_index 0x00000000 inode:1\n\n"},
-        {"child", wild, way.node, "ta_inode_exists:1\n  child  0 INODE type:INTERN"},
-        {"child", wild, way.node, wild_child + "inode:0\n"},
-        {"inode", wild, way.node, wild_line + "\n"},
-        {"leaves", wild, way.end, "((2^len-1) + val)\naddress LA is not readable\n\n"},
-        {"leaves", wild, way.node, "inode INODE in_lfarray->la_nnodes 1\n  (null)\n\n"},
-        {"leaf", wild, way.end, "in_lfarray->la_nnodes 1 (la LA\n" + wild_line + "\n"},
+        {children, 0x1000, way.node, bitmaps + "\n"},
+        {children, wild, way.node, bitmaps + wild_line + "\n"},
+        {children, *children + 4, way.node, " is not readable\n\n"},
+        {children, wild, way.vrf_node, "type:SEARCH hw_index 0x00000000 inode:1\n\n"},
+        {word(slots[1]), wild, way.node, "ta_inode_exists:1\n  child  0 INODE type:INTERN"},
+        {word(slots[1]), wild, way.node, wild_child + "inode:0\n"},
+        {word(slots[0]), wild, way.node, wild_line + "\n"},
+        {leaves, wild, way.end, "((2^len-1) + val)\naddress LA is not readable\n\n"},
+        {leaves, wild, way.node, "inode INODE in_lfarray->la_nnodes 1\n  (null)\n\n"},
+        {word(way.end->in_lfarray->la_leaves[0]), wild, way.end, "1 (la LA\n" + wild_line + "\n"},
     };
     for (const auto &row : rows) {
-        const std::string what = row.what;
         SCOPED_TRACE(&row - rows);
-        way.node->sn_charray = what == "children" ? at<tree_array>(row.damage) : children;
-        children->ta_nodes[0] = what == "inode" ? at<tn>(row.damage) : inode;
-        children->ta_nodes[1] = what == "child" ? at<tn>(row.damage) : way.end;
-        way.end->in_lfarray = what == "leaves" ? at<leaf_array>(row.damage) : leaves;
-        leaves->la_leaves[0] = what == "leaf" ? at<leaf>(row.damage) : entry;
+        const uint64_t kept = std::exchange(*row.at, row.damage);
         const std::string text = named(tn_text(row.shown, 15), {{inode, "INODE"}});
         EXPECT_TRUE(contains(text, row.text)) << text;
         EXPECT_FALSE(contains(text, " parent: (nil)")) << text;
         EXPECT_TRUE(contains(way.named(reply_of(cmd_tnwalk, number(way.vrf_node))),
                              "NODE SEARCH addr: NODE\n"));
-        EXPECT_EQ(way.named(reply_of(cmd_tnbl, number(way.end))), not_search);
         EXPECT_NE(reply_of(cmd_tnbl, number(way.node)), "");
+        *row.at = kept;
     }
 }
 
@@ -237,8 +228,8 @@ TEST_F(tnbl_test, ListsChildrenWithTheLeafThatCoversThem) {
     EXPECT_EQ(tnbl(way.end), "tn END is not a search node\n");
     way.node->sn_charray->ta_nodes[1] = nullptr;
     EXPECT_TRUE(contains(tnbl(way.node), "child idx 00 (00) child_tn (nil) ((null)), longest"));
-    way.node->sn_charray->ta_nnodes = 1;
-    EXPECT_EQ(pieces_of(cmd_tnbl, number(way.node)).size(), 2U);
+    way.node->sn_charray->ta_nnodes = 1;    // a slot behind the count is taken as it is
+    EXPECT_EQ(pieces_of(cmd_tnbl, number(way.node)).size(), 3U);
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(pieces_of(cmd_tnbl, number(way.node))[1], "NULL tbm_handle\n");
     way.node->sn_ebmap = 0;

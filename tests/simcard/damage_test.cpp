@@ -1,0 +1,310 @@
+// The card on damaged records: it refuses them with a code, changes nothing then, and never falls.
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <random>
+#include <set>
+
+#include "simcard/card.h"
+#include "tests/simcard/card_state.h"
+#include "tests/support/damage_kinds.h"
+
+using namespace simcard;
+
+namespace {
+
+// A sanitizer makes all this ten times as slow.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr size_t damage_step = 101;
+constexpr int rounds = 20;
+#else
+constexpr size_t damage_step = 17;    // 1 takes half a minute
+constexpr int rounds = 150;
+#endif
+
+struct Row {
+    const char *prefix;
+    uint16_t vrf;
+};
+
+constexpr Row table[] = {
+    {"0.0.0.0/0", 0},
+    {"10.0.0.0/8", 0},
+    {"10.0.0.0/10", 0},
+    {"10.1.0.0/16", 0},
+    {"10.1.2.0/24", 0},
+    {"10.1.2.0/25", 0},
+    {"10.1.2.128/25", 0},
+    {"10.1.2.3/32", 0},
+    {"10.1.2.64/26", 0},
+    {"10.1.3.0/24", 0},
+    {"10.1.4.0/22", 0},
+    {"10.64.0.0/10", 0},
+    {"10.65.0.0/17", 0},
+    {"10.65.128.0/18", 0},
+    {"10.66.1.1/32", 0},
+    {"172.16.0.0/12", 0},
+    {"172.16.5.0/30", 0},
+    {"172.16.5.4/30", 0},
+    {"172.16.5.0/29", 0},
+    {"172.17.0.0/16", 0},
+    {"172.18.3.0/27", 0},
+    {"192.168.0.0/16", 0},
+    {"192.168.7.0/24", 0},
+    {"192.168.7.0/28", 0},
+    {"192.168.64.0/20", 0},
+    {"192.168.65.0/24", 0},
+    {"192.168.66.7/32", 0},
+    {"224.0.0.0/4", 0},
+    {"224.0.0.0/24", 0},
+    {"239.1.2.3/32", 0},
+    {"0.0.0.0/1", 5},
+    {"10.1.2.0/24", 5},
+    {"10.1.3.0/24", 5},
+    {"10.1.3.64/26", 5},
+    {"10.1.3.65/32", 5},
+    {"255.255.255.255/32", 5},
+    {"1.2.0.0/15", 70},
+    {"1.2.3.4/31", 70},
+    {"1.2.3.4/32", 70},
+    {"1.2.128.0/18", 70},
+    {"::/0", 0},
+    {"2001:db8::/29", 0},
+    {"2001:db8::/32", 0},
+    {"2001:db8:1::/48", 0},
+    {"2001:db8:1::/49", 0},
+    {"2001:db8:1:2::/64", 0},
+    {"2001:db8:1:2::1/128", 0},
+    {"2001:db8:1:2::2/127", 0},
+    {"2001:db8:8000::/33", 0},
+    {"2001:db8:9000::/40", 0},
+    {"fe80::/10", 0},
+    {"fe80::1/128", 0},
+    {"ff00::/8", 200},
+    {"2001:db8::/29", 200},
+    {"2001:db8::/45", 200},
+    {"2001:db8:4::/46", 200},
+    {"2001:db8::ffff:0/112", 200},
+    {"2001:db8::ffff:0/120", 200},
+    {"2400::/12", 200},
+    {"2400:1::/33", 200},
+};
+
+/// Changes all over the tree: new leaves, nodes, internal nodes and roots.
+constexpr Row additions[] = {
+    {"10.1.2.4/32", 0},   {"10.1.0.0/17", 0},          {"10.0.0.0/9", 0},
+    {"10.1.5.0/30", 0},   {"192.168.7.16/28", 0},      {"100.0.0.0/6", 0},
+    {"1.2.3.5/32", 70},   {"9.9.9.9/32", 300},         {"2001:db8:1:2::3/128", 0},
+    {"2001:db8::/31", 0}, {"2001:db8:ffff::/48", 200},
+};
+constexpr Row removals[] = {
+    {"10.1.2.3/32", 0},   {"10.0.0.0/8", 0},      {"10.1.0.0/16", 0}, {"172.16.5.0/30", 0},
+    {"224.0.0.0/4", 0},   {"1.2.3.4/32", 70},     {"0.0.0.0/1", 5},   {"2001:db8:1:2::1/128", 0},
+    {"2001:db8::/32", 0}, {"2001:db8::/29", 200},
+};
+
+Key address_key(const char *prefix, uint16_t vrf) {
+    Key key = *key_of(*parse_prefix(prefix, vrf));
+    key.bits = key.ipv6() ? tbm_key_bits_max : tbm_header_bits + 32;
+    return key;
+}
+
+class DamagedCard : public testing::Test {
+protected:
+    DamagedCard() {
+        prctl(PR_SET_THP_DISABLE, 1, 0, 0,
+              0);    // clearing large pages would cost most of the time
+        power_on();
+    }
+
+    void power_on() {
+        card = &fresh_card(4);
+        for (const auto &row : table) {
+            ASSERT_EQ(card->add(row.prefix, row.vrf), card_ok);
+        }
+        sound = state_of(*card);
+        pools.assign(card->fixed().plu.phu.pool_alloc, card->fixed().plu.phu.pool_alloc + 4);
+        matches.clear();
+        for (const auto &row : table) {
+            matches.push_back(*card->search(address_key(row.prefix, row.vrf)).best);
+        }
+        map = map_damage(card->fixed().plu_shm);
+    }
+
+    /// Searches everything; on a card with one wrong pointer no answer is wrong.
+    void search_all(bool exact) {
+        for (size_t i = 0; i < std::size(table); ++i) {
+            SearchResult result;
+            leaf *found = nullptr;
+            const uint32_t code = card->search(address_key(table[i].prefix, table[i].vrf), result);
+            const uint32_t find_code =
+                card->find(*parse_prefix(table[i].prefix, table[i].vrf), found);
+            if (exact) {
+                EXPECT_TRUE(code == card_damaged ||
+                            memcmp(result.best, &matches[i], sizeof(leaf)) == 0)
+                    << table[i].prefix << " level " << int{result.level};
+                EXPECT_TRUE(find_code == card_damaged || found != nullptr);
+            }
+            refused += code == card_damaged ? 1 : 0;
+        }
+        EXPECT_EQ(card->prefixes(), std::size(table));
+    }
+
+    /// Makes every change and takes back what was accepted, as far as the card accepts that, too.
+    void change_all() {
+        for (const auto &row : additions) {
+            note(card->add(row.prefix, row.vrf), [&] { return card->remove(row.prefix, row.vrf); });
+        }
+        for (const auto &row : removals) {
+            note(card->remove(row.prefix, row.vrf), [&] { return card->add(row.prefix, row.vrf); });
+        }
+        for (int tick = 0; tick < 3; ++tick) {
+            card->fill_holes();
+            card->flush();
+        }
+    }
+
+    void note(uint32_t code, const std::function<uint32_t()> &inverse) {
+        if (code == card_ok) {
+            ++accepted;
+            if (inverse() != card_ok) {
+                left.push_back(inverse);
+            }
+        } else {
+            EXPECT_EQ(code, card_damaged);
+            ++refused;
+        }
+    }
+
+    /// Takes back the rest, on the repaired card.
+    void take_back() {
+        for (; !left.empty(); left.pop_back()) {
+            EXPECT_EQ(left.back()(), card_ok);
+        }
+    }
+
+    void put_all_anew() {
+        for (const auto &row : table) {
+            EXPECT_EQ(card->remove(row.prefix, row.vrf), card_ok);
+        }
+        for (const auto &row : table) {
+            EXPECT_EQ(card->add(row.prefix, row.vrf), card_ok);
+        }
+    }
+
+    void expect_sound() {
+        EXPECT_TRUE(state_of(*card) == sound);
+        expect_hardware_sound(*card);
+        const int64_t *now = card->fixed().plu.phu.pool_alloc;
+        EXPECT_TRUE(std::equal(pools.begin(), pools.end(), now));
+        EXPECT_EQ(card->prefixes(), std::size(table));
+    }
+
+    Card *card = nullptr;
+    CardState sound;
+    std::vector<int64_t> pools;
+    std::vector<leaf> matches;
+    damage_map map;
+    size_t accepted = 0;
+    size_t refused = 0;
+    std::vector<std::function<uint32_t()>> left;    // changes not taken back yet
+};
+
+/// Values that the card derives from others, or only hands on: damage may spread to other values,
+/// and heals when prefixes come and go.
+bool is_derived(const damage_place &place) {
+    static const std::set<std::string> fields = {"tn.hint_mask",       "tn.bmsf",
+                                                 "tn.tn_nodes",        "tn.par_bl_larray",
+                                                 "tn.par_bl_offset",   "tn.par_bl_len",
+                                                 "tn.reserved106",     "leaf.key",
+                                                 "leaf.key_bits_used", "phu.cfm_mask_count_limit"};
+    return fields.contains(place.field);
+}
+
+/// What the card counts and shows, and never reads.
+bool is_counter(const damage_place &place) {
+    const std::string field = place.field;
+    return field.starts_with("phu.") || field.starts_with("bank.") || field.starts_with("stride.");
+}
+
+}    // namespace
+
+TEST_F(DamagedCard, EachDamagedFieldIsRefusedOrHarmlessAndNothingElseChanges) {
+    size_t candidates = 0;
+    size_t damages = 0;
+    size_t power_ons = 0;
+    for (size_t i = 0; i < map.places.size(); ++i) {
+        for (const damage_kind &kind : damage_kinds) {
+            if (kind.fits != map.places[i].kind || candidates++ % damage_step != 0) {
+                continue;
+            }
+            const damage_place place = map.places[i];
+            const auto value = damaged_value(kind, place, map);
+            if (!value) {
+                continue;
+            }
+            SCOPED_TRACE(std::string(place.field) + " at " + place.where + ": " + kind.name);
+            ++damages;
+            accepted = 0;
+            bool stands = false;
+            {
+                const planted_damage damage(place, *value);
+                search_all(place.kind == field_kind::pointer);
+                change_all();
+                stands = damage.stands();
+            }
+            take_back();
+            if (is_derived(place)) {
+                put_all_anew();
+            }
+            if (stands || is_derived(place)) {
+                expect_sound();
+            } else {
+                EXPECT_TRUE(is_counter(place));
+                power_on();
+                ++power_ons;
+            }
+            if (accepted != 0) {
+                map = map_damage(card->fixed().plu_shm);    // records came back elsewhere
+            }
+            if (HasFailure()) {
+                return;
+            }
+        }
+    }
+    printf("%zu damages, %zu refusals, %zu new cards\n", damages, refused, power_ons);
+    EXPECT_GT(refused, damages);
+}
+
+TEST_F(DamagedCard, ManyDamagesAtOnceNeverBringItDown) {
+    std::mt19937_64 random(42);
+    for (int round = 0; round < rounds; ++round) {
+        SCOPED_TRACE(round);
+        std::vector<std::unique_ptr<planted_damage>> planted;
+        for (uint64_t n = 2 + random() % 8; n > 0; --n) {
+            const damage_place &place = map.places[random() % map.places.size()];
+            const damage_kind &kind = damage_kinds[random() % damage_kinds.size()];
+            if (const auto value = damaged_value(kind, place, map)) {
+                planted.push_back(std::make_unique<planted_damage>(place, *value));
+            }
+        }
+        accepted = 0;
+        search_all(false);
+        change_all();
+        for (; !planted.empty(); planted.pop_back()) {
+        }
+        if (accepted == 0) {
+            expect_sound();
+        } else {
+            left.clear();
+            power_on();
+        }
+        if (HasFailure()) {
+            return;
+        }
+    }
+}
