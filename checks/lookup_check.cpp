@@ -142,16 +142,15 @@ void print_counts(const lkup_check_stats &stats, const char *indent) {
 
 }    // namespace
 
-void cklkup_check_tn(tn *node, void *state, uint32_t is_root, tn * /*parent*/) {
+void cklkup_check_tn(tn *node, lkup_check_stats &stats, uint32_t is_root, tn * /*parent*/) {
     if (is_root == 0 && (tn_is_intern(node) || tn_is_end(node))) {
-        check_leaves(node, *static_cast<lkup_check_stats *>(state),
-                     {search_path, missed_lines_max, false});
+        check_leaves(node, stats, {search_path, missed_lines_max, false});
     }
 }
 
-void cklkuphw_check_tn(tn *node, void *state, uint32_t is_root, tn * /*parent*/) {
+void cklkuphw_check_tn(tn *node, lkup_check_stats &stats, uint32_t is_root, tn * /*parent*/) {
     if (is_root == 0 && (tn_is_intern(node) || tn_is_end(node))) {
-        check_leaves(node, *static_cast<lkup_check_stats *>(state), {hardware_path, ~0U, true});
+        check_leaves(node, stats, {hardware_path, ~0U, true});
     }
 }
 
@@ -167,7 +166,7 @@ void cmd_cklkup(uint64_t start, uint64_t verbose, uint64_t /*a3*/) {
     }
     lkup_check_stats stats{};
     stats.verbose = verbose != 0 ? 1 : 0;
-    phu_tree_walk(&stats, cklkup_check_tn, from.node);
+    phu_tree_walk<cklkup_check_tn>(stats, from.node);
     plu_debug_printf("Results of lookup all existing prefixes:\n");
     print_counts(stats, "  ");
     plu_debug_printf("  lf lookup MISMATCH:  %7d\n", phu_plu_lookup_lf_mismatch_count);
@@ -180,6 +179,6 @@ void cmd_cklkuphw(uint64_t start, uint64_t verbose, uint64_t /*a3*/) {
     }
     lkup_check_stats stats{};
     stats.verbose = verbose != 0 ? 1 : 0;
-    phu_tree_walk(&stats, cklkuphw_check_tn, from.node);
+    phu_tree_walk<cklkuphw_check_tn>(stats, from.node);
     print_counts(stats, "");
 }

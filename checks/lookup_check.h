@@ -16,6 +16,6 @@ struct lkup_check_stats {
 };
 
 /// Look up every leaf of an internal or end node below the roots, through the search path or the
-/// hardware nodes. phu_tree_visitors whose state is an lkup_check_stats.
-void cklkup_check_tn(tn *node, void *state, uint32_t is_root, tn *parent);
-void cklkuphw_check_tn(tn *node, void *state, uint32_t is_root, tn *parent);
+/// hardware nodes. Called by phu_tree_walk.
+void cklkup_check_tn(tn *node, lkup_check_stats &stats, uint32_t is_root, tn *parent);
+void cklkuphw_check_tn(tn *node, lkup_check_stats &stats, uint32_t is_root, tn *parent);

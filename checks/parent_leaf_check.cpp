@@ -158,7 +158,7 @@ int32_t push_inode_leaves(const tn *node, const child_slots &children, int32_t i
 }
 
 struct parbl_check_tn {
-    static constexpr descent_rules rules{.faults = unreadable::named};
+    static constexpr descent_rules rules{.prefetch = true, .faults = unreadable::named};
     using handed = int32_t;    // depth of the stack
     using kept = int32_t;
 

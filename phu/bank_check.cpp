@@ -192,8 +192,7 @@ void check_end_node(const tn *node, uint32_t hw_index, const phu_node &image,
     }
 }
 
-void check_tree_node(tn *node, void *state, uint32_t, tn *) {
-    auto &counts = *static_cast<bank_check_counts *>(state);
+void check_tree_node(tn *node, bank_check_counts &counts, uint32_t, tn *) {
     const uint32_t hw_index = node->hw_index;
     if (tn_is_intern(node) || hw_index == 0) {
         return;
@@ -248,6 +247,6 @@ void cmd_ckbank(uint64_t detail, uint64_t, uint64_t) {
     check_node_bitmaps();
     check_stride_levels(detailed);
     bank_check_counts counts{};
-    phu_tree_walk(&counts, check_tree_node, nullptr);
+    phu_tree_walk<check_tree_node>(counts, nullptr);
     print_results(counts, detailed);
 }

@@ -22,8 +22,7 @@ struct end_node_counts {
     }
 };
 
-void count_hw_node(tn *node, void *state, uint32_t, tn *) {
-    auto &counts = *static_cast<end_node_counts *>(state);
+void count_hw_node(tn *node, end_node_counts &counts, uint32_t, tn *) {
     const uint32_t hw_index = node->hw_index;
     if (tn_is_intern(node) || hw_index == 0) {
         return;
@@ -58,7 +57,7 @@ void count_hw_node(tn *node, void *state, uint32_t, tn *) {
 
 void cmd_hwdis(uint64_t, uint64_t, uint64_t) {
     end_node_counts counts{};
-    phu_tree_walk(&counts, count_hw_node, nullptr);
+    phu_tree_walk<count_hw_node>(counts, nullptr);
     int rows = mask_rows;
     while (rows > 0 && counts.row_sum(rows - 1) == 0) {
         --rows;

@@ -66,8 +66,7 @@ void dump_raw(uint32_t hw_index, const phu_node &image) {
     plu_debug_printf("\n");
 }
 
-void visit_hw_index(tn *node, void *state, uint32_t is_root, tn *) {
-    auto &counts = *static_cast<hw_index_counts *>(state);
+void visit_hw_index(tn *node, hw_index_counts &counts, uint32_t is_root, tn *) {
     if (is_root != 0 && !tn_is_search(node)) {
         return;
     }
@@ -102,7 +101,7 @@ void cmd_hwidxwalk(uint64_t mode, uint64_t start, uint64_t) {
     }
     hw_index_counts counts{};
     counts.mode = mode;
-    phu_tree_walk(&counts, visit_hw_index, from.node);
+    phu_tree_walk<visit_hw_index>(counts, from.node);
     plu_debug_printf("  hw index count: %d\n", counts.hw_indexes);
     plu_debug_printf("         sn node: %d\n", counts.nodes[PHU_NODE_SN]);
     plu_debug_printf("       skip node: %d\n", counts.nodes[PHU_NODE_SKIP]);

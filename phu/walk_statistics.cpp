@@ -46,8 +46,9 @@ struct leaf_place {
 /// formatter, which takes as long as the rest of the walk, the queue alone sets its pace.
 void recording_line(const leaf *entry) {
     char line[text_buffer_size + 32];
-    char *at = stpcpy(line, tbm_key_is_ipv6(entry->key) ? "A U6 " : "A U4 ");
-    at = stpcpy(at, leaf_text(entry));
+    const std::string_view prefix = tbmd_key_text(entry->key, entry->key_bits_used);
+    memcpy(line, tbm_key_is_ipv6(entry->key) ? "A U6 " : "A U4 ", 5);
+    char *at = std::copy(prefix.begin(), prefix.end(), line + 5);
     *at++ = ' ';
     at = std::to_chars(at, std::end(line), tbm_key_vrf(entry->key)).ptr;
     memcpy(at, " #\n", sizeof " #\n");
@@ -57,7 +58,8 @@ void recording_line(const leaf *entry) {
 /// Counts of the walk, and the visitor that makes them. A type that is none of the three walks like
 /// a search node.
 struct tree_statistics {
-    static constexpr descent_rules rules{.odd_types = true, .faults = unreadable::named};
+    static constexpr descent_rules rules{
+        .odd_types = true, .prefetch = true, .faults = unreadable::named};
     /// From a node to its children.
     struct handed {
         int hint_depth = 0;
@@ -182,7 +184,13 @@ void tree_statistics::list_leaves(const leaf_array *array, leaf_slots slots,
         dumpable_leaves += static_cast<uint32_t>(slots.count);
         return;
     }
-    for (int i = 0; i < slots.count; ++i, slots = leaf_array_slots(array)) {    // a line may wait
+    for (int i = 0;; ++i) {
+        if (!slots.stand(array)) {    // a line may have waited
+            slots = leaf_array_slots(array);
+        }
+        if (i >= slots.count) {
+            return;
+        }
         if (dumpable_leaves == tbm_walk_prefixes) {
             stop_walks_at_prefixes(place.node);
             return;

@@ -139,10 +139,10 @@ char *put_ipv6(char *at, const uint8_t *address) {
 
 }    // namespace
 
-const char *tbmd_key_str(const uint8_t *key, uint32_t key_bits_used) {
+std::string_view tbmd_key_text(const uint8_t *key, uint32_t key_bits_used) {
     if (key_bits_used == 0) {
         memcpy(tbmd_tmp_str, "0/0", sizeof "0/0");
-        return tbmd_tmp_str;
+        return {tbmd_tmp_str, 3};
     }
     const bool v6 = tbm_key_is_ipv6(key);
     uint8_t address[16];
@@ -154,7 +154,7 @@ const char *tbmd_key_str(const uint8_t *key, uint32_t key_bits_used) {
     const auto length = static_cast<int32_t>(key_bits_used - tbm_header_bits);
     at = std::to_chars(at, tbmd_tmp_str + append_limit, length).ptr;
     *at = '\0';
-    return tbmd_tmp_str;
+    return {tbmd_tmp_str, static_cast<size_t>(at - tbmd_tmp_str)};
 }
 
 void ipv6_addr_str(const uint8_t *address, char *destination, uint32_t size) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "platform/export.h"
 #include "records/tree.h"
@@ -20,7 +21,10 @@ extern PLU_EXPORT uint8_t
 }
 
 /// Prefix of a key as address, slash and length; "0/0" for 0 bits.
-const char *tbmd_key_str(const uint8_t *key, uint32_t key_bits_used);
+std::string_view tbmd_key_text(const uint8_t *key, uint32_t key_bits_used);
+inline const char *tbmd_key_str(const uint8_t *key, uint32_t key_bits_used) {
+    return tbmd_key_text(key, key_bits_used).data();    // it ends with a NUL
+}
 
 /// Prefix text of a leaf.
 inline const char *leaf_text(const leaf *entry) {

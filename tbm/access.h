@@ -108,6 +108,14 @@ struct child_slots {
     int first = 0;
     int end = 0;
     const void *fault = nullptr;
+    uint16_t flags = 0;    // tn_flags at that moment
+
+    /// True when they are still the node's, so that they need not be asked for again.
+    [[nodiscard]] bool stand(const tn *node) const {
+        return nodes != nullptr && array == current(node->sn_charray) &&
+               flags == current(node->tn_flags) && nodes == current(array->ta_nodes) &&
+               end - first == current(array->ta_nnodes);
+    }
 };
 
 inline constexpr int child_slots_max = 1025;    // of the largest stride, with an internal node
@@ -118,6 +126,7 @@ inline constexpr int child_slots_max = 1025;    // of the largest stride, with a
     child_slots slots;
     slots.array = current(node->sn_charray);
     const uint16_t flags = current(node->tn_flags);
+    slots.flags = flags;
     const uint32_t type = flags & tn_type_mask;
     if (slots.array == nullptr || type == TN_INTERN || type == TN_END) {
         return {};
@@ -247,6 +256,11 @@ struct leaf_slots {
     /// The same as stored.
     [[nodiscard]] leaf *stored(int i) const {
         return leaves == nullptr ? nullptr : current(leaves[i]);
+    }
+    /// True when they are still the array's, so that they need not be asked for again.
+    [[nodiscard]] bool stand(const leaf_array *array) const {
+        return leaves != nullptr && leaves == current(array->la_leaves) &&
+               count == current(array->la_nnodes);
     }
 };
 [[gnu::always_inline]] inline leaf_slots leaf_array_slots(const leaf_array *array) {

@@ -143,11 +143,10 @@ void prefix_statistics::count_masks_without_hints(const tn *node, uint8_t state)
     ext_mask += ext.empty() ? 0 : 1;
 }
 
-void count_node(tn *node, void *state, uint32_t is_root, tn *parent) {
+void count_node(tn *node, prefix_statistics &statistics, uint32_t is_root, tn *parent) {
     if (is_root != 0) {
         return;
     }
-    auto &statistics = *static_cast<prefix_statistics *>(state);
     const uint8_t hint_state = node->hint_state;
     statistics.count_state(node, hint_state);
     if (tn_is_intern(node)) {
@@ -192,6 +191,6 @@ void cmd_cntpfx(uint64_t start, uint64_t, uint64_t) {
         return;
     }
     prefix_statistics statistics{};
-    phu_tree_walk(&statistics, count_node, from.node);
+    phu_tree_walk<count_node>(statistics, from.node);
     statistics.print();
 }

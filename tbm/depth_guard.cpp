@@ -12,20 +12,26 @@ void send_stop(const char *what, uint32_t bound, const char *unit, const tn *nod
 
 }    // namespace
 
-void depth_guard::explain(int level, const tn *node) {
+bool depth_guard::look(int level, const tn *node) {
+    pauses_ = plu_debug_pauses;
+    if (stopped()) {
+        return false;
+    }
+    const bool within = level < tbm_walk_levels && visits_left_ != 0;
+    if (within && plu_debug_messages <= messages_end_) {
+        --visits_left_;
+        return true;
+    }
     if (quiet_) {
         stop();
-    }
-    if (stopped()) {
-        return;
-    }
-    if (level >= tbm_walk_levels) {
+    } else if (level >= tbm_walk_levels) {
         send_stop("tree deeper", tbm_walk_levels, "levels", node);
     } else if (visits_left_ == 0) {
         send_stop("tree of more", tbm_walk_nodes, "nodes", node);
     } else {
         send_stop("reply of more", tbm_walk_lines, "lines", node);
     }
+    return false;
 }
 
 void stop_walks_at_prefixes(const tn *node) {

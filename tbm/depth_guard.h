@@ -35,10 +35,8 @@ public:
     /// "tree of more than %d nodes ...", after tbm_walk_lines messages "reply of more than %d lines
     /// ...", and ends the whole walk: every later call returns false.
     bool enter(int level, const tn *node) {
-        if (level >= tbm_walk_levels || visits_left_ == 0 || stops_before_ != tbm_walks_stopped ||
-            plu_debug_messages > messages_end_) {
-            explain(level, node);
-            return false;
+        if (level >= tbm_walk_levels || visits_left_ == 0 || pauses_ != plu_debug_pauses) {
+            return look(level, node);
         }
         --visits_left_;
         return true;
@@ -48,17 +46,19 @@ public:
     void be_quiet() { quiet_ = true; }
 
     /// Ends the walk without a word: it has found what it looked for.
-    void stop() { done_ = true; }
+    void stop() { stops_before_ = tbm_walks_stopped - 1; }
 
-    [[nodiscard]] bool stopped() const { return done_ || stops_before_ != tbm_walks_stopped; }
+    [[nodiscard]] bool stopped() const { return stops_before_ != tbm_walks_stopped; }
 
 private:
-    void explain(int level, const tn *node);
+    /// The answer of enter() at a bound, and after a message: no bound on those, and no stop of
+    /// another walk, which sends one, goes unseen without it.
+    bool look(int level, const tn *node);
 
     uint32_t visits_left_ = tbm_walk_nodes;
     uint32_t stops_before_ = tbm_walks_stopped;
     uint64_t messages_end_ = plu_debug_messages + tbm_walk_lines;
-    bool done_ = false;
+    uint64_t pauses_ = plu_debug_pauses;
     bool quiet_ = false;
 };
 

@@ -133,7 +133,7 @@ private:
         }
     }
 
-    child_slots slots_of(const tn *node) {
+    [[gnu::always_inline]] child_slots slots_of(const tn *node) {
         const child_slots slots =
             rules.odd_types || tn_is_search(node) ? tn_child_slots(node) : child_slots{};
         if (slots.fault != nullptr) {
@@ -144,12 +144,15 @@ private:
 
     void children(tn *node, const tree_place &place, const handed &from_above) {
         child_slots slots = slots_of(node);
+        if (rules.prefetch && slots.first < slots.end) {
+            prefetch_node(slots.nodes[slots.first]);
+        }
         const uint64_t pauses = plu_debug_pauses;
         kept own;
         if (!visitor_.into(node, place, from_above, slots, own)) {
             return;
         }
-        if (pauses != plu_debug_pauses) {
+        if (pauses != plu_debug_pauses && !slots.stand(node)) {
             slots = slots_of(node);
         }
         each_child(node, place.level + 1, slots, own);
@@ -160,24 +163,32 @@ private:
         }
     }
 
-    void each_child(tn *node, int level, child_slots slots, kept &own) {
+    [[gnu::always_inline]] void each_child(tn *node, int level, child_slots &slots, kept &own) {
         const bool doubtful = rules.odd_types && !tn_is_search(node);
         uint64_t pauses = plu_debug_pauses;
+        tn **nodes = slots.nodes;
+        int first = slots.first;
+        int end = slots.end;
         int position = -1;
-        for (int slot = rules.internal_nodes ? 0 : slots.first; !guard.stopped(); ++slot) {
+        for (int slot = rules.internal_nodes ? 0 : first; !guard.stopped(); ++slot) {
             if (pauses != plu_debug_pauses) {    // the library may have changed the node
-                slots = slots_of(node);
                 pauses = plu_debug_pauses;
+                if (!slots.stand(node)) {
+                    slots = slots_of(node);
+                    nodes = slots.nodes;
+                    first = slots.first;
+                    end = slots.end;
+                }
             }
-            if (slot >= slots.end) {
+            if (slot >= end) {
                 return;
             }
-            const bool internal = slot < slots.first;
+            const bool internal = slot < first;
             position = internal ? position : sn_ebmap_next(node, position);
-            if (rules.prefetch && slot + 1 < slots.end) {
-                prefetch_node(slots.nodes[slot + 1]);
+            if (rules.prefetch && slot + 1 < end) {
+                prefetch_node(nodes[slot + 1]);
             }
-            if (tn *child = followed(slots.nodes[slot], doubtful); child != nullptr) {
+            if (tn *child = followed(nodes[slot], doubtful); child != nullptr) {
                 step(child, {node, level, slot, false, internal}, visitor_.below(own, position));
             }
         }

@@ -33,6 +33,10 @@ void expect_lookup_clean(const std::string &text, const TableModel &model, uint3
     }
 }
 
+void count_match_end(tn *node, size_t &match_ends, uint32_t, tn *) {
+    match_ends += node->hint_state == HINT_SEARCH_END ? 1 : 0;
+}
+
 }    // namespace
 
 void expect_healthy(const TableModel &model) {
@@ -83,12 +87,7 @@ void expect_sums_agree() {
 
     // Every node in use is a tree node's own node or the match-end node of one in SEARCH_END.
     size_t match_ends = 0;
-    struct count {
-        static void visit(tn *node, void *state, uint32_t, tn *) {
-            *static_cast<size_t *>(state) += node->hint_state == HINT_SEARCH_END ? 1 : 0;
-        }
-    };
-    phu_tree_walk(&match_ends, count::visit, nullptr);
+    phu_tree_walk<count_match_end>(match_ends, nullptr);
     EXPECT_EQ(used, sn + en + static_cast<long>(match_ends) +
                         static_cast<long>(simcard::Card::instance().banks().waiting()));
 }
