@@ -39,12 +39,14 @@ build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libedit-dev rapi
 # shellcheck disable=SC2034
 packaging_packages=(dpkg-dev file binutils)
 
-# build_preset PRESET: configures once and builds; quiet unless something fails.
+# build_preset PRESET [TARGET...]: configures once and builds these, or all; quiet unless something fails.
 build_preset() {
-    local log
+    local log preset=$1
+    shift
     log=$(mktemp)
-    echo "== building preset $1"
-    if ! { cmake --preset "$1" -G Ninja && cmake --build --preset "$1" -j "$(nproc)"; } >"$log" 2>&1; then
+    echo "== building preset $preset"
+    if ! { cmake --preset "$preset" -G Ninja &&
+        cmake --build --preset "$preset" -j "$(nproc)" ${*:+--target "$@"}; } >"$log" 2>&1; then
         cat "$log" >&2
         rm -f "$log"
         return 1
