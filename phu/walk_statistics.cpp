@@ -46,9 +46,10 @@ struct leaf_place {
 /// formatter, which takes as long as the rest of the walk, the queue alone sets its pace.
 void recording_line(const leaf *entry) {
     char line[text_buffer_size + 32];
+    const std::string_view family = tbm_key_is_ipv6(entry->key) ? "A U6 " : "A U4 ";
     const std::string_view prefix = tbmd_key_text(entry->key, entry->key_bits_used);
-    memcpy(line, tbm_key_is_ipv6(entry->key) ? "A U6 " : "A U4 ", 5);
-    char *at = std::copy(prefix.begin(), prefix.end(), line + 5);
+    char *at = std::copy(family.begin(), family.end(), line);
+    at = std::copy(prefix.begin(), prefix.end(), at);
     *at++ = ' ';
     at = std::to_chars(at, std::end(line), tbm_key_vrf(entry->key)).ptr;
     memcpy(at, " #\n", sizeof " #\n");
