@@ -5,8 +5,8 @@
 #include <sstream>
 
 #include "client/channel/exchange.h"
+#include "client/replies/verdict.h"
 #include "client/words/commands.h"
-#include "tests/load_clients/node_requests.h"
 #include "tests/support/text.h"
 
 namespace {
@@ -61,20 +61,38 @@ bool is_recording(const std::string &reply) {
     return left.empty();
 }
 
+/// Nothing of a record that was read wrong: the client knows each line, and nothing is amiss.
+bool lines_of_nodes(const std::string &reply) {
+    bool right = reply.ends_with("\n\n");
+    client::reply_judge judge("tn");
+    client::reply_lines lines("tn", [&](const client::reply_line &line) {
+        const bool no_type = line.text.find("INVALID") != std::string::npos ||
+                             line.text.find(" LEAF ") != std::string::npos ||
+                             line.text.starts_with("NODE: type");
+        const bool filling = line.text.find("(nil)") != std::string::npos;    // a child slot
+        right = right && (damage_expected || (line.known != nullptr && (!no_type || filling)));
+        judge.take(line);
+    });
+    lines.piece(reply);
+    lines.finish();
+    return right && (damage_expected || judge.result() == client::verdict::ok);
+}
+
+bool lists_children(const std::string &reply) {
+    if (damage_expected || reply.ends_with(" is not a search node\n\n")) {
+        return true;
+    }
+    int ones = 0;
+    return sscanf(reply.c_str(), "\nones %d, nnodes ", &ones) == 1 && reply.ends_with("\n\n") &&
+           occurrences(reply, "child idx ") <= static_cast<size_t>(ones);
+}
+
 }    // namespace
 
 std::string stable_prefix(int i) {
     return i % 2 == 0 ? format("10.%d.%d.0/24", i / 512, i / 2 % 256)
                       : format("2001:db8:%x:%x::/64", i / 512 + 1, i / 2 % 256 + 1);
 }
-
-request_maker::request_maker(unsigned client)
-    : client_(client),
-      random_(client + 1),
-      nodes_(std::make_unique<node_requests>(random_)),
-      present_(edited_prefixes) {}
-
-request_maker::~request_maker() = default;
 
 load_request request_maker::next() {
     ++sequence_;
@@ -89,7 +107,7 @@ load_request request_maker::next() {
         return whole_tree();
     }
     if (kind < 160) {
-        return nodes_->next();
+        return of_nodes();
     }
     switch (kind % 5) {
         case 0:
@@ -209,4 +227,66 @@ load_request request_maker::edit(unsigned i) {
                      length, vrf);
     return {make_request(add ? "addv4" : "delv4", address, static_cast<uint64_t>(length), vrf),
             equals(place)};
+}
+
+load_request request_maker::of_nodes() {
+    if (nodes_.empty() || pick(4) == 0) {
+        return node_search();
+    }
+    const uint64_t node = nodes_[pick(nodes_.size())];
+    static constexpr uint64_t options[] = {0, 8, 15};
+    switch (pick(4)) {
+        case 0:
+            return {make_request("tnwalk", node, pick(2) * 11, 0), lines_of_nodes};
+        case 1:
+            return {make_request("tnbl", node, 0, 0), lists_children};
+        default: {
+            const uint64_t option = options[pick(std::size(options))];
+            const std::string own = format(" addr: 0x%lx", node);
+            return {make_request("tn", node, option, 0), [this, own](const std::string &reply) {
+                        note(reply);
+                        return lines_of_nodes(reply) && reply.find(own) != std::string::npos;
+                    }};
+        }
+    }
+}
+
+load_request request_maker::node_search() {
+    const auto noting = [this](const char *last) {
+        return [this, last](const std::string &reply) {
+            note(reply);
+            return reply.find(last) != std::string::npos && reply.ends_with("\n\n");
+        };
+    };
+    const uint64_t way = pick(50);    // as the changer's prefixes
+    const uint64_t address = (10 + way) << 24 | (way * 17 & 0xff) << 16 | (way * 34 & 0xff) << 8;
+    switch (pick(10)) {
+        case 0:
+            return {make_request("rootsn", 0, 0, 0), noting("tbdb_root->ta_nnodes ")};
+        case 1:
+            return {make_request("v4", 0x14000000 + pick(50) * 0x11000, 3024, 3000 + pick(4)),
+                    noting("\nPHU search results:\n")};
+        default:
+            return {make_request("v4", address, 3032, 2000 + way % 3),
+                    noting("\nPHU search results:\n")};
+    }
+}
+
+/// Keeps the addresses that stand behind these words.
+void request_maker::note(const std::string &reply) {
+    for (const char *word : {"tn addr: 0x", "next tn 0x", "inode 0x", "index ", "  child"}) {
+        for (size_t at = reply.find(word); at != std::string::npos; at = reply.find(word, at + 1)) {
+            const size_t number = reply.find("0x", at);
+            const uint64_t node =
+                number == std::string::npos ? 0 : strtoull(reply.c_str() + number, nullptr, 16);
+            if (node < uint64_t{1} << 32) {
+                continue;    // not an address
+            }
+            if (nodes_.size() < kept_nodes) {
+                nodes_.push_back(node);
+            } else {
+                nodes_[noted_++ % kept_nodes] = node;
+            }
+        }
+    }
 }

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -25,18 +24,13 @@ struct load_request {
     std::function<bool(const std::string &reply)> right;
 };
 
-class node_requests;
-
 /// Makes one client's requests, from a seed; the prefixes that it adds are its own.
 class request_maker {
 public:
-    explicit request_maker(unsigned client);
-    ~request_maker();
-    request_maker(const request_maker &) = delete;
-    request_maker &operator=(const request_maker &) = delete;
-    request_maker(request_maker &&) = delete;
-    request_maker &operator=(request_maker &&) = delete;
+    explicit request_maker(unsigned client)
+        : client_(client), random_(client + 1), present_(edited_prefixes) {}
 
+    /// Some replies are noted: the request must not outlive this object.
     load_request next();
 
     /// Requests that take back what next() added.
@@ -50,8 +44,9 @@ public:
 
 private:
     static constexpr int edited_prefixes = 50;
+    static constexpr size_t kept_nodes = 100;
 
-    uint32_t pick(uint32_t n) { return static_cast<uint32_t>(random_() % n); }
+    uint32_t pick(size_t n) { return static_cast<uint32_t>(random_() % n); }
     load_request whole_tree();
     load_request unknown_name();
     load_request register_word();
@@ -59,9 +54,16 @@ private:
     load_request lookup();
     load_request edit(unsigned i);
 
+    /// Requests on tree nodes, at addresses that earlier replies named: by the time they are used,
+    /// a node may be another or none.
+    load_request of_nodes();
+    load_request node_search();
+    void note(const std::string &reply);
+
     unsigned client_;
     std::minstd_rand random_;
-    std::unique_ptr<node_requests> nodes_;
+    std::vector<uint64_t> nodes_;
+    size_t noted_ = 0;
     std::vector<bool> present_;
     uint32_t sequence_ = 0;
     uint32_t register_value_ = 0;
