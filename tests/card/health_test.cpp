@@ -43,16 +43,10 @@ TEST(Health, EveryCheckIsCleanWhenBanksRanOut) {
     options.mask_limit = 1;
     simcard::Card &card = powered_card(options);
     TableModel model;
-    std::vector<pfx_entry> dense = random_table(2000, 51);
-    for (uint32_t i = 0; i < 120000; ++i) {
-        dense.push_back(simcard::parse_prefix("0.0.0.0/32", 0).value());
-        pfx_entry &entry = dense.back();
-        for (int byte = 0; byte < 3; ++byte) {
-            entry.address[byte] = static_cast<uint8_t>((i << 12 | 0x40) >> (24 - 8 * byte));
-        }
-        entry.set_length(static_cast<uint8_t>(26 + i % 7));
-    }
-    model.load(card, dense);
+    std::vector<pfx_entry> table = random_table(2000, 51);
+    const std::vector<pfx_entry> dense = dense_table(120000);
+    table.insert(table.end(), dense.begin(), dense.end());
+    model.load(card, table);
     ASSERT_GT(card.mirror().starved(), 0U);
     expect_healthy(model);
     EXPECT_GT(number_after(reply_of(cmd_dump), "bank node used:"), 100000);

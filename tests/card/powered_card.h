@@ -57,6 +57,17 @@ inline std::string asked(const pfx_entry &entry, command_function v4, command_fu
                                   : reply_of(v4, halves[0] >> 32, entry.length(), vrf);
 }
 
+inline void flip_bit(simcard::Key &key, uint32_t bit) {
+    key.bytes[bit / 8] ^= static_cast<uint8_t>(0x80 >> (bit % 8));
+}
+
+/// The first bits of a key, zeros behind.
+inline simcard::Key front_of(const simcard::Key &key, uint32_t bits) {
+    pfx_entry entry;
+    tbm_key_to_pfx_entry(entry, key.bytes, bits);
+    return *simcard::key_of(entry);
+}
+
 /// What a card's commands were told, as a model of the table.
 class TableModel {
 public:
@@ -74,6 +85,16 @@ public:
             entries_.emplace(*simcard::key_of(entry), entry);
         }
         card.load(entries);
+    }
+    /// The longest prefix that holds an address, of 0 bits for none.
+    [[nodiscard]] simcard::Key longest_match(const simcard::Key &address) const {
+        for (uint32_t bits = address.bits; bits >= tbm_header_bits; --bits) {
+            if (const auto found = entries_.find(front_of(address, bits));
+                found != entries_.end()) {
+                return found->first;
+            }
+        }
+        return {};
     }
     [[nodiscard]] const std::map<simcard::Key, pfx_entry> &entries() const { return entries_; }
 

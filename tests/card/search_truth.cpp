@@ -25,26 +25,6 @@ bool ends_below_an_unhinted_child(const simcard::Key &key) {
     return below;
 }
 
-/// The first bits of a key, zeros behind.
-simcard::Key front_of(const simcard::Key &key, uint32_t bits) {
-    simcard::Key front;
-    front.bits = bits;
-    memcpy(front.bytes, key.bytes, bits / 8);
-    if (bits % 8 != 0) {
-        front.bytes[bits / 8] = key.bytes[bits / 8] & static_cast<uint8_t>(0xff00 >> (bits % 8));
-    }
-    return front;
-}
-
-/// Bits of the longest prefix of the model that holds an address, 0 for none.
-uint32_t longest_match(const TableModel &model, const simcard::Key &address) {
-    uint32_t bits = address.bits;
-    while (bits >= tbm_header_bits && model.entries().count(front_of(address, bits)) == 0) {
-        --bits;
-    }
-    return bits < tbm_header_bits ? 0 : bits;
-}
-
 /// What the command's result line says of a match.
 std::string result_text(const simcard::Key &address, uint32_t bits) {
     if (bits == 0) {
@@ -69,7 +49,7 @@ simcard::Key some_address(simcard::Key key, int i, std::mt19937_64 &random) {
                                        : key.bits;
     for (uint32_t bit = from; bit < width; ++bit) {
         if (random() % 2 == 0) {
-            key.bytes[bit / 8] ^= static_cast<uint8_t>(0x80 >> (bit % 8));
+            flip_bit(key, bit);
         }
     }
     key.bits = width;
@@ -88,7 +68,7 @@ Tally compare_with_longest_match(const TableModel &model, int probes) {
     for (int i = 0; i < 2 * probes; ++i) {
         const auto &some = keys[i % 2][i / 2 % 3 == 0 ? 1 : 0];
         const simcard::Key address = some_address(some[random() % some.size()], i / 2, random);
-        const uint32_t truth = longest_match(model, address);
+        const uint32_t truth = model.longest_match(address).bits;
         const std::string reply = search_reply(address);
         tally.errors += reply.find("ERR PHU") != std::string::npos ? 1 : 0;
         if (reply.find(result_text(address, truth)) != std::string::npos) {

@@ -7,35 +7,12 @@
 #include <map>
 
 #include "simcard/length_set.h"
+#include "tests/card/powered_card.h"
 #include "tests/simcard/card_state.h"
+#include "tests/support/damage_places.h"
 #include "tests/support/random_table.h"
 
 using namespace simcard;
-
-namespace {
-
-using Model = std::map<Key, pfx_entry>;
-
-const Key *longest_match(const Model &model, const Key &address) {
-    const Key *best = nullptr;
-    for (const auto &[key, entry] : model) {
-        bool covers = true;
-        for (uint32_t bit = 0; bit < key.bits && covers; ++bit) {
-            const auto mask = static_cast<uint8_t>(0x80 >> (bit % 8));
-            covers = ((key.bytes[bit / 8] ^ address.bytes[bit / 8]) & mask) == 0;
-        }
-        if (covers && (best == nullptr || key.bits > best->bits)) {
-            best = &key;
-        }
-    }
-    return best;
-}
-
-void flip_bit(Key &key, uint32_t bit) {
-    key.bytes[bit / 8] ^= static_cast<uint8_t>(0x80 >> (bit % 8));
-}
-
-}    // namespace
 
 TEST(Card, RefusesWithACodeAndChangesNothing) {
     Card &card = fresh_card();
@@ -74,32 +51,13 @@ TEST(Card, AddAndRemoveLeaveThePoolsAsTheyWere) {
 
 namespace {
 
-using Kinds = std::map<const void *, simcard::Kind>;
-
-void collect_kinds(const tn *node, Kinds &kinds) {
-    using simcard::Kind;
-    kinds[node] = Kind::node;
-    if (simcard::is_search(node)) {
-        const tree_array *array = node->sn_charray;
-        kinds[array] = Kind::child_array;
-        kinds[array->ta_nodes] = Kind::child_slots;
-        for (int i = 0; i < array->ta_nnodes + (simcard::has_inode(node) ? 1 : 0); ++i) {
-            collect_kinds(array->ta_nodes[i], kinds);
-        }
-    } else if (const leaf_array *array = node->in_lfarray; array != nullptr) {
-        kinds[array] = Kind::leaf_array;
-        kinds[array->la_leaves] = Kind::leaf_slots;
-        for (int i = 0; i < array->la_nnodes; ++i) {
-            kinds[array->la_leaves[i]] = Kind::leaf;
-        }
-    }
-}
-
-Kinds kinds_of(Card &card) {
-    Kinds kinds;
-    for (const tn *node : card.fixed().root_slots) {
-        if (node != nullptr) {
-            collect_kinds(node, kinds);
+/// What each record of the tree is.
+std::map<const void *, size_t> kinds_of(Card &card) {
+    const damage_map map = map_damage(card.fixed().plu_shm);
+    std::map<const void *, size_t> kinds;
+    for (auto kind = static_cast<size_t>(record_kind::child_array); kind < record_kinds; ++kind) {
+        for (const void *record : map.records[kind]) {
+            kinds[record] = kind;
         }
     }
     return kinds;
@@ -110,7 +68,7 @@ Kinds kinds_of(Card &card) {
 TEST(Card, MemoryIsUsedAgainForTheSameKindOnly) {
     Card &card = fresh_card();
     card.load(random_table(2000, 5));
-    const Kinds before = kinds_of(card);
+    const auto before = kinds_of(card);
     for (const pfx_entry &entry : random_table(2000, 5)) {
         card.remove(entry);
     }
@@ -132,16 +90,9 @@ TEST_P(CardUnderLimit, StaysWhatAFreshCardWouldBeThroughAddsAndRemoves) {
     Card &card = fresh_card(static_cast<uint8_t>(GetParam()));
     const std::vector<pfx_entry> table = random_table(3000, 7);
     std::mt19937_64 random(11);
-    Model model;
+    TableModel model;
     for (int round = 0; round < 6000; ++round) {
-        const pfx_entry &entry = table[random() % table.size()];
-        const Key key = *key_of(entry);
-        if (model.erase(key) == 0) {
-            model.emplace(key, entry);
-            ASSERT_EQ(card.add(entry), card_ok);
-        } else {
-            ASSERT_EQ(card.remove(entry), card_ok);
-        }
+        ASSERT_TRUE(model.toggle(card, table[random() % table.size()]));
         if (round % 50 == 0) {
             card.flush();
         }
@@ -156,27 +107,28 @@ TEST_P(CardUnderLimit, StaysWhatAFreshCardWouldBeThroughAddsAndRemoves) {
     const int32_t used = card.fixed().plu.phu.bank_node_used;
 
     for (int probe = 0; probe < 3000; ++probe) {    // near misses around stored prefixes
-        Key address = std::next(model.begin(), static_cast<long>(random() % model.size()))->first;
+        const auto nth = static_cast<long>(random() % model.entries().size());
+        Key address = std::next(model.entries().begin(), nth)->first;
         const uint32_t width = address.ipv6() ? 146 : 50;
         if (probe % 3 != 0) {
             flip_bit(address, tbm_header_bits + static_cast<uint32_t>(random() % (width - 18)));
         }
         address.bits = width;
-        const Key *expected = longest_match(model, address);
+        const Key expected = model.longest_match(address);
         const SearchResult found = card.search(address);
-        ASSERT_EQ(found.best == nullptr, expected == nullptr);
-        if (expected != nullptr) {
-            EXPECT_EQ(found.best->key_bits_used, expected->bits);
-            EXPECT_EQ(memcmp(found.best->key, expected->bytes, tbm_key_bytes), 0);
+        ASSERT_EQ(found.best == nullptr, expected.bits == 0);
+        if (found.best != nullptr) {
+            EXPECT_EQ(found.best->key_bits_used, expected.bits);
+            EXPECT_EQ(memcmp(found.best->key, expected.bytes, tbm_key_bytes), 0);
         }
     }
 
     std::vector<pfx_entry> entries;
-    for (const auto &[key, entry] : model) {
+    for (const auto &[key, entry] : model.entries()) {
         entries.push_back(entry);
     }
     fresh_card(static_cast<uint8_t>(GetParam()));
-    EXPECT_EQ(card.load(entries), model.size());
+    EXPECT_EQ(card.load(entries), model.entries().size());
     EXPECT_EQ(state_of(card), after);
     EXPECT_EQ(card.mirror().unhinted(), unhinted);
     EXPECT_EQ(card.fixed().plu.phu.bank_node_used, used);
@@ -185,41 +137,9 @@ TEST_P(CardUnderLimit, StaysWhatAFreshCardWouldBeThroughAddsAndRemoves) {
 
 INSTANTIATE_TEST_SUITE_P(MaskLimits, CardUnderLimit, testing::Values(2, 8, 128));
 
-TEST(Card, UndoneChangesLeaveBankUsageAsItWas) {
-    Card &card = fresh_card(4);
-    card.load(random_table(5000, 21));
-    const CardState before = state_of(card);
-    const int32_t used = card.fixed().plu.phu.bank_node_used;
-    std::vector<pfx_entry> added;
-    for (const pfx_entry &entry : random_table(4000, 22)) {
-        if (card.add(entry) == card_ok) {
-            added.push_back(entry);
-        }
-    }
-    EXPECT_NE(card.fixed().plu.phu.bank_node_used, used);
-    for (const pfx_entry &entry : added) {
-        ASSERT_EQ(card.remove(entry), card_ok);
-    }
-    EXPECT_EQ(state_of(card), before);
-    EXPECT_GT(card.banks().waiting(), 0U);
-    card.flush();
-    card.flush();
-    EXPECT_EQ(card.banks().waiting(), 0U);
-    EXPECT_EQ(card.fixed().plu.phu.bank_node_used, used);
-}
-
 TEST(Card, RunsOutOfBanksWithoutRefusingAndFillsTheHolesLater) {
     Card &card = fresh_card(1);    // every second length of a subtree asks for hardware nodes
-    std::vector<pfx_entry> dense;
-    for (uint32_t i = 0; i < 200000; ++i) {
-        pfx_entry entry = *parse_prefix("0.0.0.0/32", 0);
-        const uint32_t address = i << 12 | 0x40;
-        for (int byte = 0; byte < 4; ++byte) {
-            entry.address[byte] = static_cast<uint8_t>(address >> (24 - 8 * byte));
-        }
-        entry.set_length(static_cast<uint8_t>(26 + i % 7));
-        dense.push_back(entry);
-    }
+    const std::vector<pfx_entry> dense = dense_table(200000);
     EXPECT_EQ(card.load(dense), dense.size());
     EXPECT_GT(card.mirror().starved(), 0U);
     EXPECT_GT(card.mirror().unhinted(), 0);

@@ -37,3 +37,17 @@ inline std::vector<pfx_entry> random_table(size_t count, uint64_t seed) {
     }
     return table;
 }
+
+/// One prefix of 26 to 32 bits in each /20: more nodes for the hardware than banks hold.
+inline std::vector<pfx_entry> dense_table(uint32_t count) {
+    std::vector<pfx_entry> table(count);
+    for (uint32_t i = 0; i < count; ++i) {
+        table[i].type = PFX_IPV4;
+        const uint32_t address = i << 12 | 0x40;
+        for (int byte = 0; byte < 4; ++byte) {
+            table[i].address[byte] = static_cast<uint8_t>(address >> (24 - 8 * byte));
+        }
+        table[i].set_length(static_cast<uint8_t>(26 + i % 7));
+    }
+    return table;
+}
