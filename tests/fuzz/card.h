@@ -4,23 +4,20 @@
 #include <vector>
 
 #include "simcard/card.h"
+#include "tests/support/damage_places.h"
 
-/// A card with a few dozen prefixes of both families and its records by kind.
+/// A card with a few dozen prefixes of both families and its records.
 struct fuzz_card {
     simcard::Card *card = nullptr;
-    std::vector<tn *> nodes;    // pre-order
-    std::vector<tree_array *> children;
-    std::vector<leaf_array *> leaf_arrays;
-    std::vector<leaf *> leaves;
+    damage_map map;
     std::vector<uint32_t> hw_indexes;    // of the nodes
 
     /// Powers the card on with its table, afresh when it was on before.
     void start();
 
-    /// True when an address lies on the card's own memory.
-    [[nodiscard]] bool holds(uint64_t address) const;
-
-private:
-    void collect(tn *node);
-    void collect(leaf_array *array);
+    /// Address of one of the records of a kind.
+    [[nodiscard]] uint64_t any(record_kind kind, size_t number) const {
+        const auto &records = map.records[static_cast<size_t>(kind)];
+        return reinterpret_cast<uint64_t>(records[number % records.size()]);
+    }
 };

@@ -13,7 +13,6 @@
 namespace {
 
 fuzz_card card;
-damage_map map;
 
 /// Changes the image of a node in the chips' memory; the old one goes back in the end.
 class chip_damage {
@@ -45,9 +44,9 @@ private:
 
 /// One damaged field: a kind of damage that fits, or anything.
 void damage_place_of(fuzz_input &input, std::deque<planted_damage> &planted) {
-    const damage_place &place = map.places[input.below(map.places.size())];
+    const damage_place &place = card.map.places[input.below(card.map.places.size())];
     const damage_kind &kind = damage_kinds[input.byte() % damage_kinds.size()];
-    const auto value = damaged_value(kind, place, map);
+    const auto value = damaged_value(kind, place, card.map);
     planted.emplace_back(place, value ? *value : input.bytes(place.size));
 }
 
@@ -60,7 +59,7 @@ leaf *any_leaf(uint8_t choice) {
         case 2:
             return reinterpret_cast<leaf *>(garbage() + choice);
         default:
-            return card.leaves[choice % card.leaves.size()];
+            return reinterpret_cast<leaf *>(card.any(record_kind::leaf, choice));
     }
 }
 
@@ -82,7 +81,6 @@ int any_answer(tbm_handle_record *, const uint8_t *key, leaf **result, uint8_t *
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (card.card == nullptr) {
         card.start();
-        map = map_damage(card.card->fixed().plu_shm, garbage());
     }
     fuzz_input input(data, size);
     f_vector.phu_search = input.byte() % 2 == 0 ? any_answer : phu_search;

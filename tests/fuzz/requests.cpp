@@ -18,23 +18,12 @@ bool is_any(const plu_debug_request &request, std::initializer_list<const char *
     });
 }
 
-template <typename Record>
-uint64_t address_of(const std::vector<Record *> &records, fuzz_input &input) {
-    return reinterpret_cast<uint64_t>(records[input.below(records.size())]);
-}
-
 uint64_t record_address(const fuzz_card &card, fuzz_input &input) {
-    switch (input.byte() % 5) {
-        case 0:
-        case 1:
-            return address_of(card.nodes, input);
-        case 2:
-            return address_of(card.children, input);
-        case 3:
-            return address_of(card.leaf_arrays, input);
-        default:
-            return address_of(card.leaves, input);
-    }
+    static constexpr record_kind kinds[] = {record_kind::node, record_kind::node,
+                                            record_kind::child_array, record_kind::leaf_array,
+                                            record_kind::leaf};
+    const record_kind kind = kinds[input.byte() % std::size(kinds)];
+    return card.any(kind, input.bytes(2));
 }
 
 uint64_t wild_address(fuzz_input &input) {
@@ -55,9 +44,9 @@ uint64_t garbage_word(const fuzz_card &card, uint64_t random) {
     const auto pick = static_cast<size_t>(random >> 8);
     switch (random % 8) {
         case 0:
-            return reinterpret_cast<uint64_t>(card.nodes[pick % card.nodes.size()]);
+            return card.any(record_kind::node, pick);
         case 1:
-            return reinterpret_cast<uint64_t>(card.leaf_arrays[pick % card.leaf_arrays.size()]);
+            return card.any(record_kind::leaf_array, pick);
         case 2:
             return reinterpret_cast<uint64_t>(garbage() + pick % garbage_words);
         case 3:
@@ -83,7 +72,8 @@ void fill_garbage(const fuzz_card &card, fuzz_input &input) {
     std::generate_n(words, garbage_words, [&] { return garbage_word(card, next()); });
     constexpr size_t node_words = sizeof(tn) / sizeof(uint64_t);
     for (int copies = input.byte() % 8; copies > 0; --copies) {
-        const tn *node = card.nodes[input.below(card.nodes.size())];
+        const auto *node =
+            reinterpret_cast<const tn *>(card.any(record_kind::node, input.bytes(2)));
         uint64_t *at = words + input.below(garbage_words - node_words);
         memcpy(at, node, sizeof(tn));
         at[input.byte() % node_words] = garbage_word(card, next());
