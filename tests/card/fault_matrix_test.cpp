@@ -17,8 +17,6 @@
 
 namespace {
 
-using Verdict = std::map<std::string, long>;
-
 struct Column {
     const char *name;
     command_function command;
@@ -51,20 +49,21 @@ constexpr Column columns[] = {
     {"hw missed", cmd_cklkuphw, "prefix     no match:", false},
 };
 
-Verdict verdict() {
-    Verdict result;
+/// Names of the columns that are not 0.
+std::set<std::string> moved_columns() {
+    std::set<std::string> moved;
     for (const Column &column : columns) {
         const std::string text = reply_of(column.command);
-        const long moved = column.lines ? static_cast<long>(occurrences(text, column.label))
-                                        : number_after(text, column.label);
-        if (moved != 0) {
-            result[column.name] = moved;
+        const bool any = column.lines ? text.find(column.label) != std::string::npos
+                                      : number_after(text, column.label) != 0;
+        if (any) {
+            moved.insert(column.name);
         }
     }
-    return result;
+    return moved;
 }
 
-simcard::Card &healthy_card() {
+void healthy_card() {
     simcard::Card &card = powered_card();
     for (const char *prefix :
          {"10.0.0.0/8", "10.0.0.0/10", "10.1.0.0/16", "10.1.2.0/24", "10.1.2.128/25", "10.1.2.3/32",
@@ -72,7 +71,6 @@ simcard::Card &healthy_card() {
           "2001:db8::/32", "2001:db8:1::/48", "2001:db8:1:2::/64", "2001:db8:1:2::1/128"}) {
         EXPECT_EQ(card.add(prefix), simcard::card_ok);
     }
-    return card;
 }
 
 /// Nodes from the root to the one where a prefix is stored.
@@ -140,170 +138,126 @@ void flip_image_byte(uint32_t hw_index, size_t byte, uint8_t bits = 1) {
 
 struct Row {
     const char *fault;
-    void (*plant)(simcard::Card &card);
+    void (*plant)();
     std::set<std::string> moves;
 };
 
 const Row rows[] = {
-    {"bmsf of an end node", [](simcard::Card &) { end_node()->bmsf ^= 1; }, {"bmsf", "bank en"}},
+    {"none", [] {}, {}},
+    {"bmsf of an end node", [] { end_node()->bmsf ^= 1; }, {"bmsf", "bank en"}},
     {"bmsf of a search node",
-     [](simcard::Card &) { on_the_way("2001:db8:1::/48", HINT_SEARCH)->bmsf ^= 1; },
+     [] { on_the_way("2001:db8:1::/48", HINT_SEARCH)->bmsf ^= 1; },
      {"bmsf", "bank sn"}},
-    {"hint_mask of a hinted node",
-     [](simcard::Card &) { flip_length(end_node()->hint_mask, 31); },
-     {"mask child"}},
+    {"hint_mask of a hinted node", [] { flip_length(end_node()->hint_mask, 31); }, {"mask child"}},
     {"hint_mask of a search node loses a length of its internal node",
-     [](simcard::Card &) { flip_length(search_node()->hint_mask, 16); },
+     [] { flip_length(search_node()->hint_mask, 16); },
      {"mask child", "mask lost"}},
     {"int_mask of an end node",
-     [](simcard::Card &) { flip_length(end_node()->int_mask, 31); },
+     [] { flip_length(end_node()->int_mask, 31); },
      {"mask ext", "bank en"}},
     {
         "int_mask of a search node",
-        [](simcard::Card &) { flip_length(search_node()->int_mask, 16); },
+        [] { flip_length(search_node()->int_mask, 16); },
         {"mask ext", "mask inode"}    // 10.1.0.0 itself is answered by a child, whose bmsf says 16
     },
-    {"ext_mask of a hinted node",
-     [](simcard::Card &) { flip_length(search_node()->ext_mask, 30); },
-     {"mask ext"}},
+    {"ext_mask of a hinted node", [] { flip_length(search_node()->ext_mask, 30); }, {"mask ext"}},
     {"hint_ebmap of a search node",
-     [](simcard::Card &) { on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hint_ebmap = 0; },
+     [] { on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hint_ebmap = 0; },
      {"mask ext", "bank sn"}},
     {"hint state INIT in the middle of the hint tree",
-     [](simcard::Card &) { on_the_way("2001:db8:1::/48", HINT_SEARCH)->hint_state = HINT_INIT; },
+     [] { on_the_way("2001:db8:1::/48", HINT_SEARCH)->hint_state = HINT_INIT; },
      {}},
     {"par_bl_larray of an end node",
-     [](simcard::Card &) { end_node()->par_bl_larray = tn_inode(search_node())->in_lfarray; },
+     [] { end_node()->par_bl_larray = tn_inode(search_node())->in_lfarray; },
      {"parbl", "parbl end"}},
     {"par_bl_offset of an end node",
-     [](simcard::Card &) { end_node()->par_bl_offset = 99; },
+     [] { end_node()->par_bl_offset = 99; },
      {"parbl", "parbl end"}},
-    {"par_bl_len of an end node",
-     [](simcard::Card &) { end_node()->par_bl_len ^= 1; },
-     {"parbl", "parbl end"}},
+    {"par_bl_len of an end node", [] { end_node()->par_bl_len ^= 1; }, {"parbl", "parbl end"}},
     {"par_bl_offset of a search node",
-     [](simcard::Card &) { search_node()->par_bl_offset = 99; },
+     [] { search_node()->par_bl_offset = 99; },
      {"parbl", "parbl offset"}},
     {"par_bl_larray of a search node",
-     [](simcard::Card &) {
-         search_node()->par_bl_larray = tn_inode(node_of("10.1.2.0/24"))->in_lfarray;
-     },
+     [] { search_node()->par_bl_larray = tn_inode(node_of("10.1.2.0/24"))->in_lfarray; },
      {"parbl"}},
     {"type of a node",
-     [](simcard::Card &) { end_node()->tn_flags = TN_LEAF; },
+     [] { end_node()->tn_flags = TN_LEAF; },
      {"parbl unknown", "mask child", "mask ext"}},
-    {"hw_index names a free node",
-     [](simcard::Card &) { end_node()->hw_index ^= 0x400; },
-     {"bank index"}},
+    {"hw_index names a free node", [] { end_node()->hw_index ^= 0x400; }, {"bank index"}},
     {"hw_index names a bank that does not exist",
-     [](simcard::Card &) { end_node()->hw_index |= 0x00ff0000; },
+     [] { end_node()->hw_index |= 0x00ff0000; },
      {"bank index"}},
     {"hw_index names a level without banks",
-     [](simcard::Card &) { end_node()->hw_index |= 0x1e000000; },
+     [] { end_node()->hw_index |= 0x1e000000; },
      {"bank level"}},
     {"search node image: child bitmap",
-     [](simcard::Card &) {
-         flip_image_byte(on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hw_index, 7);
-     },
+     [] { flip_image_byte(on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hw_index, 7); },
      {"bank sn"}},
     {"search node image: bmsf",
-     [](simcard::Card &) {
-         flip_image_byte(on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hw_index, 11);
-     },
+     [] { flip_image_byte(on_the_way("10.1.2.0/24", HINT_SEARCH_END)->hw_index, 11); },
      {"bank sn"}},
     {"end node image: mask",
-     [](simcard::Card &) { flip_image_byte(end_node()->hw_index, 1, 0x10); },
+     [] { flip_image_byte(end_node()->hw_index, 1, 0x10); },
      {"bank en", "hw missed"}},
     {"end node image: a length too many",
-     [](simcard::Card &) { flip_image_byte(end_node()->hw_index, 0); },
+     [] { flip_image_byte(end_node()->hw_index, 0); },
      {"bank en"}},
-    {"end node image: type",
-     [](simcard::Card &) { flip_image_byte(end_node()->hw_index, 16); },
-     {"hw missed"}},
+    {"end node image: type", [] { flip_image_byte(end_node()->hw_index, 16); }, {"hw missed"}},
     {"node bitmap lacks a node in use",
-     [](simcard::Card &) {
+     [] {
          const tn *node = end_node();
          const uint32_t n = hw_index_node(node->hw_index);
          bank_of(node).node_bitmap[n / 64] &= ~(uint64_t{1} << (n % 64));
      },
      {"bank index", "bank used"}},
-    {"node used of a bank",
-     [](simcard::Card &) { bank_of(end_node()).node_used++; },
-     {"bank used"}},
-    {"bank id", [](simcard::Card &) { bank_of(end_node()).bank_id ^= 1; }, {"bank id"}},
-    {"bank size", [](simcard::Card &) { bank_of(end_node()).bank_size--; }, {"bank size"}},
-    {"bitmap size of a bank",
-     [](simcard::Card &) { bank_of(end_node()).bitmap_size--; },
-     {"bank size"}},
-    {"stride level of a bank",
-     [](simcard::Card &) { bank_of(end_node()).stride_level++; },
-     {"bank stride"}},
-    {"level of a stride entry",
-     [](simcard::Card &) { stride_of(end_node()).level = 23; },
-     {"bank level"}},
-    {"bank_used of a stride entry",
-     [](simcard::Card &) { stride_of(end_node()).bank_used++; },
-     {"bank sum"}},
+    {"node used of a bank", [] { bank_of(end_node()).node_used++; }, {"bank used"}},
+    {"bank id", [] { bank_of(end_node()).bank_id ^= 1; }, {"bank id"}},
+    {"bank size", [] { bank_of(end_node()).bank_size--; }, {"bank size"}},
+    {"bitmap size of a bank", [] { bank_of(end_node()).bitmap_size--; }, {"bank size"}},
+    {"stride level of a bank", [] { bank_of(end_node()).stride_level++; }, {"bank stride"}},
+    {"level of a stride entry", [] { stride_of(end_node()).level = 23; }, {"bank level"}},
+    {"bank_used of a stride entry", [] { stride_of(end_node()).bank_used++; }, {"bank sum"}},
     {"bank bitmap of a stride entry",
-     [](simcard::Card &) { stride_of(end_node()).bank_bitmap |= 1U << 19; },
+     [] { stride_of(end_node()).bank_bitmap |= 1U << 19; },
      {"bank stride"}},
     {"bank bitmap of the context",
-     [](simcard::Card &) {
-         phu_ctx->bank_bitmap &= ~(uint64_t{1} << hw_index_bank(end_node()->hw_index));
-     },
+     [] { phu_ctx->bank_bitmap &= ~(uint64_t{1} << hw_index_bank(end_node()->hw_index)); },
      {"bank index", "bank sum"}},
-    {"key type of an end node", [](simcard::Card &) { end_node()->key_type = 1; }, {"bank en"}},
+    {"key type of an end node", [] { end_node()->key_type = 1; }, {"bank en"}},
     {"leaf pointer below the start",
-     [](simcard::Card &) {
-         const simcard::Key key = *simcard::key_of(*simcard::parse_prefix("192.168.64.0/20", 0));
-         leaf_array *array = end_node()->in_lfarray;
-         static leaf stray[1];
-         stray[0] = *array->la_leaves[0];
-         EXPECT_EQ(stray[0].key_bits_used, key.bits);
+     [] {
          // A copy in front of the tree: everything but its place is right.
          auto *low = reinterpret_cast<leaf *>(&simcard::Card::instance().fixed().plu.reserved1[7]);
-         *low = stray[0];
-         array->la_leaves[0] = low;
+         leaf *&own = end_node()->in_lfarray->la_leaves[0];
+         *low = *own;
+         own = low;
      },
      {"lookup missed"}},
     {"entry missing in the exact-match path",
-     [](simcard::Card &card) {
+     [] {
+         simcard::ExactMatch &match = simcard::Card::instance().match();
          simcard::MatchEntry entry;
          ASSERT_TRUE(
              simcard::ExactMatch::make_entry(*simcard::parse_prefix("172.16.0.0/12", 0), entry));
-         card.match().erase(simcard::ExactMatch::find(card.match().homes(entry), entry));
+         match.erase(simcard::ExactMatch::find(match.homes(entry), entry));
      },
      {"lookup missed", "hw missed"}},
     {"failing node read",
-     [](simcard::Card &card) { card.chip().plant_read_fault(end_node()->hw_index, true); },
+     [] { simcard::Card::instance().chip().plant_read_fault(end_node()->hw_index, true); },
      {"bank read", "hw missed"}},
-    {"par_bl_larray of an end node is gone",
-     [](simcard::Card &) { end_node()->par_bl_larray = nullptr; },
-     {}},
-    {"hint_sn_bitmap, the copy of the search node",
-     [](simcard::Card &) { search_node()->hint_sn_bitmap ^= 1; },
-     {}},
-    {"hint_en_mask, the copy of the end node",
-     [](simcard::Card &) { end_node()->hint_en_mask[0] ^= 1; },
-     {}},
+    {"par_bl_larray of an end node is gone", [] { end_node()->par_bl_larray = nullptr; }, {}},
+    {"hint_sn_bitmap, the copy of the search node", [] { search_node()->hint_sn_bitmap ^= 1; }, {}},
+    {"hint_en_mask, the copy of the end node", [] { end_node()->hint_en_mask[0] ^= 1; }, {}},
 };
 
 }    // namespace
 
-TEST(FaultMatrix, HealthyCardMovesNothing) {
-    healthy_card();
-    EXPECT_EQ(verdict(), Verdict{});
-}
-
 TEST(FaultMatrix, EachFaultMovesItsCountersAndNoOther) {
     for (const Row &row : rows) {
         SCOPED_TRACE(row.fault);
-        row.plant(healthy_card());
-        std::set<std::string> moved;
-        for (const auto &[name, count] : verdict()) {
-            moved.insert(name);
-        }
-        EXPECT_EQ(moved, row.moves);
+        healthy_card();
+        row.plant();
+        EXPECT_EQ(moved_columns(), row.moves);
     }
 }
 
