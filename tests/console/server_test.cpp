@@ -3,11 +3,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <mqueue.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <atomic>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <semaphore>
 #include <thread>
 
@@ -16,7 +19,6 @@
 #include "shm/contexts.h"
 #include "tests/console/fake_loader.h"
 #include "tests/console/stub_handlers.h"
-#include "tests/support/queue_client.h"
 
 namespace {
 
@@ -38,6 +40,71 @@ namespace {
 
 using texts = std::vector<std::string>;
 
+timespec deadline() {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    now.tv_sec += patience.count();
+    return now;
+}
+
+/// Both queues of the server, closed with their owner.
+class queue_client {
+public:
+    queue_client() = default;
+    ~queue_client() {
+        mq_close(requests);
+        mq_close(replies);
+    }
+    queue_client(const queue_client &) = delete;
+    queue_client &operator=(const queue_client &) = delete;
+    queue_client(queue_client &&) = delete;
+    queue_client &operator=(queue_client &&) = delete;
+
+    bool send(const std::string &name, uint64_t a1 = 0, uint64_t a2 = 0, uint64_t a3 = 0) const {
+        plu_debug_request request = {};
+        memcpy(request.name, name.data(), std::min(name.size(), sizeof request.name));
+        request.a1 = a1;
+        request.a2 = a2;
+        request.a3 = a3;
+        const timespec end = deadline();
+        return mq_timedsend(requests, reinterpret_cast<const char *>(&request), sizeof request, 0,
+                            &end) == 0;
+    }
+
+    /// Next message as it came; nothing when none came in time.
+    std::optional<std::string> receive() const {
+        char message[plu_queue_message_size];
+        const timespec end = deadline();
+        const ssize_t length = mq_timedreceive(replies, message, sizeof message, nullptr, &end);
+        if (length < 0) {
+            return std::nullopt;
+        }
+        return std::string(message, static_cast<size_t>(length));
+    }
+
+    /// Texts of one reply up to its end marker; nothing when the marker did not come. Every text
+    /// message must be 232 bytes long and end in a NUL.
+    std::optional<std::vector<std::string>> reply() const {
+        std::vector<std::string> lines;
+        for (;;) {
+            const std::optional<std::string> message = receive();
+            if (!message) {
+                return std::nullopt;
+            }
+            if (message->size() == plu_end_marker_size) {
+                return lines;
+            }
+            if (message->size() != plu_text_message_size || message->back() != '\0') {
+                return std::nullopt;
+            }
+            lines.emplace_back(message->c_str());
+        }
+    }
+
+    const mqd_t requests = mq_open(plu_request_queue, O_WRONLY);
+    const mqd_t replies = mq_open(plu_reply_queue, O_RDONLY);
+};
+
 /// A queue of another shape with a message left in it, as a killed process may leave it.
 void leave_stale_queue(const char *name) {
     mq_unlink(name);
@@ -53,7 +120,9 @@ void leave_stale_queue(const char *name) {
 class Server : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        use_private_queues();
+        if (unshare(CLONE_NEWIPC) != 0) {    // queues of its own, where the system allows it
+            static_cast<void>(unshare(CLONE_NEWUSER | CLONE_NEWIPC));
+        }
         leave_stale_queue(plu_request_queue);
         leave_stale_queue(plu_reply_queue);
         umask(077);
@@ -98,8 +167,7 @@ protected:
 };
 
 TEST_F(Server, ReplacesStaleQueuesByOpenOnesUnderAnyUmask) {
-    ASSERT_TRUE(client.connected());
-    for (const mqd_t queue : {client.requests(), client.replies()}) {
+    for (const mqd_t queue : {client.requests, client.replies}) {
         struct stat status = {};
         ASSERT_EQ(fstat(queue, &status), 0);
         EXPECT_EQ(status.st_mode & 0777U, 0666U);
@@ -134,7 +202,7 @@ TEST_F(Server, ShortRequestKeepsTheArgumentsOfTheOneBefore) {
     reset_handlers();
     ASSERT_TRUE(client.send("dump", 7, 8, 9));
     ASSERT_TRUE(client.reply());
-    ASSERT_EQ(mq_send(client.requests(), "walk", 5, 0), 0);
+    ASSERT_EQ(mq_send(client.requests, "walk", 5, 0), 0);
     ASSERT_TRUE(client.reply());
     EXPECT_EQ(handler_calls().back(), (handler_call{"walk", 7, 8, 9}));
 }
@@ -152,44 +220,32 @@ int server_descriptor(const char *name, int clients) {
     return -1;
 }
 
-/// Takes a descriptor away for as long as it lives.
-class unusable {
-public:
-    explicit unusable(int descriptor) : descriptor_(descriptor), kept_(dup(descriptor)) {
-        close(descriptor_);
-    }
-    ~unusable() {
-        dup2(kept_, descriptor_);
-        close(kept_);
-    }
-    unusable(const unusable &) = delete;
-    unusable &operator=(const unusable &) = delete;
-    unusable(unusable &&) = delete;
-    unusable &operator=(unusable &&) = delete;
-
-private:
-    int descriptor_, kept_;
-};
+/// Runs something while a descriptor is not there.
+void without(int descriptor, const std::function<void()> &action) {
+    const int kept = dup(descriptor);
+    close(descriptor);
+    action();
+    dup2(kept, descriptor);
+    close(kept);
+}
 
 TEST_F(Server, QueuesThatBecomeUnusableCostTheirMessagesAlone) {
-    {
-        const unusable replies(server_descriptor(plu_reply_queue, client.replies()));
+    without(server_descriptor(plu_reply_queue, client.replies), [&] {
         reset_handlers([](const handler_call &) { plu_debug_printf("lost"); });
         ASSERT_TRUE(client.send("walk"));
-        ASSERT_EQ(mq_send(client.requests(), "", 0, 0), 0);    // no request
+        ASSERT_EQ(mq_send(client.requests, "", 0, 0), 0);    // no request
         ASSERT_TRUE(pauses.try_acquire_for(patience));
         EXPECT_EQ(handler_calls().size(), 1U);
-    }
+    });
     mq_attr attributes = {};
-    mq_getattr(client.replies(), &attributes);
+    mq_getattr(client.replies, &attributes);
     EXPECT_EQ(attributes.mq_curmsgs, 0);
-    {
-        const unusable requests(server_descriptor(plu_request_queue, client.requests()));
+    without(server_descriptor(plu_request_queue, client.requests), [&] {
         ASSERT_TRUE(client.send("walk"));    // served before or after
         for (int i = 0; i < 2; ++i) {
             ASSERT_TRUE(pauses.try_acquire_for(patience));
         }
-    }
+    });
     EXPECT_EQ(client.reply(), (texts{"\n", "lost", "\n"}));
     EXPECT_EQ(echoed("as ever"), "as ever");
     EXPECT_EQ(last_pause, 30U);

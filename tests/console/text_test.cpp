@@ -93,11 +93,11 @@ TEST(Text, StrideGroupsAreCutAtTheBufferNotBehindIt) {
     pfx_entry_to_tbm_key(pfx_entry_build_v4(0xfc1043c3, 32, 0), key);
     EXPECT_STREQ(phu_key_stride_str(key.bytes, 6), "0.0.0.63.1.1.3.48.48");
     const tbm_key full = key_of(~uint64_t{0}, ~uint64_t{0}, 128);
-    const page_end<uint8_t> exact(tbm_key_bytes);
-    memcpy(exact.get(), full.bytes, tbm_key_bytes);
-    EXPECT_STREQ(tbmd_key_str(exact.get(), 146), "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128");
+    auto *const exact = before_page_end<uint8_t>(tbm_key_bytes);
+    memcpy(exact, full.bytes, tbm_key_bytes);
+    EXPECT_STREQ(tbmd_key_str(exact, 146), "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128");
     // 146 key bits are 24 whole groups and 2 bits of the next one.
-    EXPECT_TRUE(std::string(phu_key_stride_str(exact.get(), 24)).ends_with(".63.48.0.0"));
+    EXPECT_TRUE(std::string(phu_key_stride_str(exact, 24)).ends_with(".63.48.0.0"));
     key = key_of(0, 0, 128);
     for (const uint32_t n : {600U, 0x20000000U}) {
         const std::string text = phu_key_stride_str(key.bytes, n);
