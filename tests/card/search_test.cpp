@@ -20,17 +20,3 @@ TEST(Search, ReportsTheLongestMatchUnlessACoverCouldNotBeHinted) {
         EXPECT_GT(card.mirror().unhinted(), 0);
     }
 }
-
-TEST(Search, IsExactWhereEveryCoverCanBeHinted) {
-    simcard::Card &card = powered_card();
-    TableModel model;
-    std::vector<pfx_entry> table;
-    for (const pfx_entry &entry : random_table(6000, 73)) {
-        if (entry.length() % 6 == 0) {    // no two lengths share a node: every cover is a parent's
-            table.push_back(entry);
-        }
-    }
-    model.load(card, table);
-    ASSERT_EQ(card.mirror().unhinted(), 0);
-    EXPECT_EQ(compare_with_longest_match(model, 2500).shorter, 0);
-}

@@ -50,8 +50,8 @@ TEST(BmsfCheck, EveryCounterHasItsNode) {
 TEST(BmsfCheck, ReadsNoSlotBehindTheLast) {
     hand_tree tree;
     tn *node = tree.add_search(tree.root(), 1);
-    const page_end<tn *> slots(1);
-    *slots.get() = tree.add_end(node, 2);
-    node->sn_charray->ta_nodes = slots.get();
+    tn **const slot = before_page_end<tn *>(1);
+    *slot = tree.add_end(node, 2);
+    node->sn_charray->ta_nodes = slot;
     EXPECT_EQ(reply_of(cmd_ckbmsf), summary(2, 0, 2, 0));
 }

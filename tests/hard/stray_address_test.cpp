@@ -53,12 +53,6 @@ protected:
         }
         tn_visit(card.fixed().root_slots[0]);
     }
-    ~StrayAddress() override { munmap(&stray, sizeof stray); }
-    StrayAddress(const StrayAddress &) = delete;
-    StrayAddress &operator=(const StrayAddress &) = delete;
-    StrayAddress(StrayAddress &&) = delete;
-    StrayAddress &operator=(StrayAddress &&) = delete;
-
     void tn_visit(tn *node) {
         (tn_is_search(node) ? search_nodes : leaf_nodes).push_back(node);
         const child_slots slots = tn_is_search(node) ? tn_child_slots(node) : child_slots{};

@@ -64,12 +64,6 @@ hand_tree::hand_tree() {
     phu_ctx = &plu_->phu;
 }
 
-hand_tree::~hand_tree() {
-    plu_shm_ctx = nullptr;
-    plu_ctx = nullptr;
-    phu_ctx = nullptr;
-}
-
 tn *hand_tree::make_node(uint32_t type, uint32_t stride, uint32_t key_bits) {
     tn *node = key_bits_.contains(first_node_) ? make<tn>() : first_node_;
     node->tn_flags = static_cast<uint16_t>(type | stride << tn_stride_shift);

@@ -8,18 +8,12 @@
 #include "records/context.h"
 #include "records/tree.h"
 
-/// Owns the shared contexts while it lives: sets plu_shm_ctx, plu_ctx and phu_ctx, clears them at
-/// the end. One at a time. All records lie in one static block in ascending order: shared block,
-/// contexts, handle, root record, root slots, the node of slot 0, then everything else as it is
-/// made. Records start zeroed; tests change their fields directly.
+/// Sets plu_shm_ctx, plu_ctx and phu_ctx. One at a time. All records lie in one static block in
+/// ascending order: shared block, contexts, handle, root record, root slots, the node of slot 0,
+/// then everything else as it is made. Records start zeroed; tests change their fields directly.
 class hand_tree {
 public:
     hand_tree();
-    ~hand_tree();
-    hand_tree(const hand_tree &) = delete;
-    hand_tree &operator=(const hand_tree &) = delete;
-    hand_tree(hand_tree &&) = delete;
-    hand_tree &operator=(hand_tree &&) = delete;
 
     tbm_handle_record *handle() { return handle_; }
     tree_array *root_array() { return handle_->tbdb_root; }

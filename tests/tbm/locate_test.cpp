@@ -56,10 +56,10 @@ TEST(ChildSlot, IsFollowedBehindTheCountButNotBehindTheMemory) {
     hand_tree tree;
     tn *node = tree.search_at("10.0.0.0/8", 24);
     tn *const child = tree.add_end(node, 0);
-    const page_end<tn *> slots(3);
-    node->sn_charray->ta_nodes = slots.get();
+    tn **const slots = before_page_end<tn *>(3);
+    node->sn_charray->ta_nodes = slots;
     node->sn_ebmap = 0xf;
-    slots.get()[1] = slots.get()[2] = child;
+    slots[1] = slots[2] = child;
     const struct {
         uint32_t chunk, stride;
         bool slot, counted;
@@ -69,7 +69,7 @@ TEST(ChildSlot, IsFollowedBehindTheCountButNotBehindTheMemory) {
                 {1, 5, false, false, nullptr}, {1, 11, false, false, nullptr}};
     for (const auto &row : rows) {
         const tn_slot found = tn_child_slot(node, row.chunk, row.stride);
-        EXPECT_EQ(found.at, row.slot ? slots.get() + row.chunk : nullptr) << row.chunk;
+        EXPECT_EQ(found.at, row.slot ? slots + row.chunk : nullptr) << row.chunk;
         EXPECT_EQ(found.counted, row.counted) << row.chunk;
         EXPECT_EQ(tn_slot_node(found), row.followed) << row.chunk;
     }
