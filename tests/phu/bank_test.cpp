@@ -196,10 +196,10 @@ TEST_F(ckbank_test, ReportsTenMaskMismatchesAndComparesTenSearchNodes) {
 
 TEST_F(ckbank_test, SkipNodesAndFailedReadsAreNotCompared) {
     put(1, 1, skip_image(0, 0, 0, 0));
-    break_node(0x140002);
+    chip.plant_read_fault(0x140002, true);
     EXPECT_TRUE(contains(ckbank(),
                          "node type: 2 tn SEARCH\n"
-                         "failed to read hwindex from npu 0, bank_id 20 node_id 2 rc: 0x7\n" +
+                         "failed to read hwindex from npu 0, bank_id 20 node_id 2 rc: 0x33\n" +
                              results(3, 0, 0, 0, 1, 1)));
     tree.phu()->tbm_handle = nullptr;
     EXPECT_TRUE(contains(ckbank(), "NULL tbm_handle\n" + results(0, 0, 0, 0, 0, 0)));

@@ -14,7 +14,8 @@ protected:
         plu_shm_ctx->init_done = 1;
         plu_shm_ctx->shm_id = -3;
         plu_shm_ctx->size = 0x1000;
-        npu_profile = 6;
+        const uint32_t profile = 6;
+        chip.write(0, 0x56500010810fa8, &profile);
         tree.plu()->profile = 2;
         tree.plu()->active_npu_map = 2;
         phu_context &phu = *tree.phu();
@@ -40,11 +41,6 @@ protected:
         tree.handle()->address_size = 8;
         tree.handle()->stride_map = stride_map;
     }
-    void TearDown() override {
-        phu_shm_ctx = nullptr;
-        hardware_test::TearDown();
-    }
-
     std::string dump() {
         return named(reply_of(cmd_dump), {{plu_shm_ctx, "PLU"}, {&phu_block, "PHU"}});
     }
@@ -99,7 +95,7 @@ TEST_F(dump_test, ShowsEveryContextInOrder) {
 }
 
 TEST_F(dump_test, StopsWhenTheProfileCannotBeRead) {
-    profile_broken = true;
+    chip.reset(0, 0);
     EXPECT_EQ(dump(), std::string(blocks) + "failed to read profile\n");
     f_vector.ot_csr_read = nullptr;
     EXPECT_EQ(dump(), std::string(blocks) + "ot_csr_read not loaded\nfailed to read profile\n");

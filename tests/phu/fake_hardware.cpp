@@ -10,17 +10,12 @@
 #include "platform/trace_output.h"
 #include "shm/contexts.h"
 
+simcard::Chip chip;
 int npu_of_last_read = -1;
 int csr_reads = 0;
-uint32_t npu_profile = 0;
-bool profile_broken = false;
 std::vector<std::string> syslog_lines;
 
 namespace {
-
-constexpr uint64_t profile_register = 0x56500010810fa8;
-constexpr int read_failure = 7;
-hardware_test *hardware = nullptr;
 
 phu_node image_of(uint64_t low, uint64_t high, uint8_t type) {
     phu_node node;
@@ -30,28 +25,16 @@ phu_node image_of(uint64_t low, uint64_t high, uint8_t type) {
     return node;
 }
 
-}    // namespace
-
-int fake_library_read(int unit, uint32_t hw_index, void *buffer) {
-    return unit != 1 ? read_failure : hardware->read(hw_index & hw_index_place_mask, buffer);
-}
-
-int fake_csr_read(int npu, uint64_t address, int width, int count, void *out) {
-    if (width != 1 || count != 1) {
-        return read_failure;
-    }
-    if (address == profile_register) {
-        memcpy(out, &npu_profile, sizeof npu_profile);
-        return profile_broken ? read_failure : 0;
-    }
+int counted_read(int npu, uint64_t address, int width, int count, void *out) {
     npu_of_last_read = npu;
     ++csr_reads;
-    const auto place = hardware->places_.find(address);
-    return place == hardware->places_.end() ? read_failure : hardware->read(place->second, out);
+    return width != 1 || count != 1 ? simcard::chip_bad_address : chip.read(npu, address, out);
 }
 
+}    // namespace
+
 extern "C" int phu_hw_read_node(int unit, uint32_t hw_index, void *buffer) {
-    return fake_library_read(unit, hw_index, buffer);
+    return unit != 1 ? simcard::chip_bad_address : chip.read_index(hw_index, buffer);
 }
 
 extern "C" void buginf(const void *, int, int, const char *, ...) {}
@@ -80,13 +63,12 @@ phu_node end_image(uint64_t high, uint64_t low) {
 }
 
 hardware_test::hardware_test() {
-    hardware = this;
+    chip.reset(4, 0xf);
     npu_of_last_read = -1;
     csr_reads = 0;
-    profile_broken = false;
     syslog_lines.clear();
     f_vector = {};
-    f_vector.ot_csr_read = fake_csr_read;
+    f_vector.ot_csr_read = counted_read;
     tree.plu()->npu_count = 4;
     tree.plu()->active_npu_map = 0xf;
     phu_context &phu = *tree.phu();
@@ -104,11 +86,6 @@ hardware_test::hardware_test() {
     phu.cfm_mask_count_limit = 32;
 }
 
-void hardware_test::TearDown() {
-    hardware = nullptr;
-    f_vector = {};
-}
-
 void hardware_test::assign(uint32_t bank_id, uint8_t level) {
     tree.phu()->bank[bank_id].stride_level = level;
     tree.phu()->bank_bitmap |= uint64_t{1} << bank_id;
@@ -123,9 +100,8 @@ uint32_t hardware_test::put(uint32_t bank_id, uint32_t node_id, const phu_node &
         static_cast<uint16_t>(bank.node_used + (phu_node_in_use(bank, node_id) ? 0 : 1));
     bank.node_bitmap[node_id / 64] |= uint64_t{1} << node_id % 64;
     const uint32_t hw_index = hw_index_make(bank.stride_level, bank_id, node_id);
-    const uint32_t place = hw_index & hw_index_place_mask;
-    images_[place] = image;
-    places_[phu_bank_node_addr(bank_id, node_id)] = place;
+    chip.plant_read_fault(hw_index, false);
+    chip.write_node(hw_index, image);
     return hw_index;
 }
 
@@ -134,15 +110,6 @@ tn *hardware_test::hint(tn *node, uint8_t state, uint32_t hw_index, uint32_t en_
     node->hw_index = hw_index;
     node->en_hw_index = en_hw_index;
     return node;
-}
-
-int hardware_test::read(uint32_t place, void *out) {
-    const auto image = images_.find(place);
-    if (place == broken_ || image == images_.end()) {
-        return read_failure;
-    }
-    memcpy(out, &image->second, sizeof image->second);
-    return 0;
 }
 
 std::string at(const void *address) {

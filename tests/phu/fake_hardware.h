@@ -1,16 +1,16 @@
-// Node memory and registers of a card for tests: a small map of images behind the library's and
-// the direct-access read functions, over hand-built contexts with a healthy bank accounting.
+// The stand-in card's chips for tests, behind the library's and the direct-access read functions,
+// over hand-built contexts with a healthy bank accounting.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "records/context.h"
 #include "records/hw_node.h"
+#include "simcard/chip.h"
 #include "tests/support/capture.h"
 #include "tests/support/hand_tree.h"
 #include "tests/support/text.h"
@@ -22,7 +22,6 @@ phu_node end_image(uint64_t high, uint64_t low);
 class hardware_test : public ::testing::Test {
 protected:
     hardware_test();
-    void TearDown() override;
 
     /// Assigns a bank to a stride level.
     void assign(uint32_t bank_id, uint8_t level);
@@ -31,25 +30,13 @@ protected:
     /// Gives a tree node the hardware node at an index.
     static tn *hint(tn *node, uint8_t state, uint32_t hw_index, uint32_t en_hw_index = 0);
 
-    /// Reads of this node fail with code 7.
-    void break_node(uint32_t hw_index) { broken_ = hw_index & hw_index_place_mask; }
-
     hand_tree tree;
-
-private:
-    friend int fake_csr_read(int, uint64_t, int, int, void *);
-    friend int fake_library_read(int, uint32_t, void *);
-    int read(uint32_t place, void *out);
-
-    std::map<uint32_t, phu_node> images_;    // by bank and node
-    std::map<uint64_t, uint32_t> places_;    // by address
-    uint32_t broken_ = 0xffffffff;
 };
+
+extern simcard::Chip chip;
 
 extern int npu_of_last_read;
 extern int csr_reads;
-extern uint32_t npu_profile;
-extern bool profile_broken;
 extern std::vector<std::string> syslog_lines;
 
 /// The text form of an address in a reply.

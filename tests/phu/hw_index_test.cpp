@@ -121,19 +121,19 @@ TEST_F(hwidxr_test, ParentInTheRootBankIsNeverFound) {
 }
 
 TEST_F(hwidxr_test, FailedReadsEndTheirStep) {
-    break_node(0x020008);
+    chip.plant_read_fault(0x020008, true);
     EXPECT_EQ(show(0x02140005, 11),
               node_line() +
-                  "failed to read hwindex from npu 0, bank_id 2 node_id 8 rc: 0x7\n"
+                  "failed to read hwindex from npu 0, bank_id 2 node_id 8 rc: 0x33\n"
                   "failed to read sn/en node on for bank 2 node 8\n" +
                   children_lines());
-    break_node(0x030064);
+    chip.plant_read_fault(0x030064, true);
     EXPECT_EQ(show(0x02140005, 1), node_line() +
                                        "  6 children nodes\nfailed to read hwindex from "
-                                       "npu 0, bank_id 3 node_id 100 rc: 0x7\n");
-    break_node(0x140005);
+                                       "npu 0, bank_id 3 node_id 100 rc: 0x33\n");
+    chip.plant_read_fault(0x140005, true);
     EXPECT_EQ(show(0x02140005, 11),
-              "failed to read hwindex from npu 0, bank_id 20 node_id 5 rc: 0x7\n");
+              "failed to read hwindex from npu 0, bank_id 20 node_id 5 rc: 0x33\n");
     EXPECT_EQ(show(0xff00000002ff0005, 11), "invalid bank id 255\n");
     tree.phu()->tbm_handle = nullptr;    // said once per label
     EXPECT_EQ(show(0x01010003, 0),
@@ -173,9 +173,10 @@ TEST_F(hwidxwalk_test, CountsByTypeAndDumpsTheImageFromByte16Down) {
     tn *skip = hint(tree.add_search(root, 1), HINT_SEARCH, put(1, 1, skip_image(0, 0, 0, 0)));
     hint(tree.add_end(skip, 1), HINT_END, put(1, 2, phu_node{}));
     const tn *broken = hint(tree.add_end(skip, 2), HINT_END, 0x05010003);
+    chip.plant_read_fault(0x05010003, true);
     hint(tree.add_end(skip, 3), HINT_INIT, 0x05010003);
     const std::string error =
-        "failed to read hwindex from npu 0, bank_id 1 node_id 3 rc: 0x7\n"
+        "failed to read hwindex from npu 0, bank_id 1 node_id 3 rc: 0x33\n"
         "failed to read hw index 0x5010003 tn " +
         at(broken) + "\n";
     EXPECT_EQ(reply_of(cmd_hwidxwalk, 2), error + walk_results(5, 1, 1, 0, 0, 0, 1));
@@ -214,9 +215,10 @@ TEST_F(hwdis_test, RowsUpToTheHighestAndFullMasksInRowZero) {
     hint(tree.add_end(root, 2), HINT_SEARCH, put(1, 3, end_image(0, 3)));
     hint(tree.add_end(root, 3), HINT_SEARCH, put(1, 4, skip_image(0, 0, 0, 0)));
     const tn *broken = hint(tree.add_end(root, 4), HINT_SEARCH, 0x01010005);
+    chip.plant_read_fault(0x01010005, true);
     const tn *init = hint(tree.add_end(root, 5), HINT_INIT, 0x00290000);
     EXPECT_EQ(named(reply_of(cmd_hwdis), {{broken, "BROKEN"}, {init, "INIT"}}),
-              "failed to read hwindex from npu 0, bank_id 1 node_id 5 rc: 0x7\n"
+              "failed to read hwindex from npu 0, bank_id 1 node_id 5 rc: 0x33\n"
               "failed to read tn BROKEN hwindex 0x1010005\n"
               "skip hint state INIT for tn INIT\n"
               "hw en node mask count distribution\n"

@@ -52,9 +52,9 @@ TEST_F(node_read_test, ReadsTheFirstActiveNpuOnly) {
     EXPECT_EQ(captured([&] { EXPECT_EQ(phu_csr_read_hw_index(0x07030005, node), 0); }), "");
     EXPECT_EQ(npu_of_last_read, 2);
     EXPECT_EQ(phu_mask_bitmap(node), (mask128{0x22, 0x11}));
-    break_node(0x030005);
+    chip.plant_read_fault(0x030005, true);
     EXPECT_EQ(captured([&] { EXPECT_EQ(phu_csr_read_node(3, 5, node), 1); }),
-              "failed to read hwindex from npu 2, bank_id 3 node_id 5 rc: 0x7\n");
+              "failed to read hwindex from npu 2, bank_id 3 node_id 5 rc: 0x33\n");
     EXPECT_EQ(csr_reads, 2);
 }
 
@@ -115,6 +115,7 @@ TEST_F(chain_test, ChunkWithoutChildTakesTheMatchEndNodeOrFails) {
     };
     EXPECT_EQ(search(0x0a810200), "");    // chunk 40 in place of 32
     EXPECT_EQ(mask, (mask128{7, 0x77}));
+    chip.plant_read_fault(0x02140004, true);
     EXPECT_EQ(search(0xf0000000), "ERR: both tt and me_exists are 0\n");
     EXPECT_EQ(search(0x04000000), "ERR: phu_hw_read_node error: phu_hw_index:0x02140004\n");
     put(20, 4, phu_node{});
