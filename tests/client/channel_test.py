@@ -177,8 +177,8 @@ class ExitStatus(ClientTest):
         self.stop()
         return status
 
-    def test_findings_and_refusals_are_1(self):
-        for name, line in (
+    def test_findings_and_refusals_are_1_and_healthy_replies_0(self):
+        for name, *lines in (
                 ("ckbmsf", "  bmsf MISMATCH:              1"),
                 ("ckall", "  INVALID end par bl:       3"),
                 ("ckparbl", "tree of more than 40265318 nodes at tn 0x7ea0, walk stopped"),
@@ -196,8 +196,20 @@ class ExitStatus(ClientTest):
                 ("cntpfx", "h_eq_int_n_ext 5 h_neq_int_n_ext 1 ext 5"),
                 ("hwidxwalk", "non zero en node: 1"),
                 ("tn", "invalid tn addr: 0x1")):
-            with self.subTest(line):
-                self.assertEqual(self.reply(name, line), 1)
+            with self.subTest(lines):
+                self.assertEqual(self.reply(name, *lines), 1)
+        for name, *lines in (
+                ("ckbmsf", "  bmsf match  zero:           7", "  bmsf MISMATCH:              0"),
+                ("cklkup", "lookup missed: tn 0x1 lf 0x2, lf 0/1 (0x00000000/0)", "  total        prefix:      10",
+                 "  prefix        match:       6", "  prefix longer match:       3", "  prefix     no match:       1",
+                 "  lf lookup MISMATCH:        0"),
+                ("v4", "  rc 0x4d7e8800 prefix len 0 (0)  prefix NULL"),
+                ("cklkupv4", "phu_plu_lookup() lookup failed, mask len 0 lf (nil)"),
+                ("cklkupv4", "phu_search() results: leaf 0x1 mask len 18  prefix 0.0.0.0/0 (exp:32)",
+                 "phu_plu_lookup() lookup failed, mask len 0 lf 0x1"),
+                ("addv4", "plu_add_entry with pfx 0x0A000000 10.0.0.0/8, vrf 0, rc 0x0")):
+            with self.subTest(lines):
+                self.assertEqual(self.reply(name, *lines), 0)
 
     def test_bad_index_found_by_a_check_is_no_refusal(self):
         for name, line, verdict in (
@@ -208,21 +220,6 @@ class ExitStatus(ClientTest):
             self.start(*self.answering(**{name: [line]}))
             output = self.client("--json", name, *(["1"] if name == "hwidxr" else []))[1]
             self.assertEqual(json.loads(output)["verdict"], verdict)
-
-    def test_healthy_replies_are_0(self):
-        for name, lines in (
-                ("ckbmsf", ["  bmsf match  zero:           7", "  bmsf MISMATCH:              0"]),
-                ("cklkup", ["lookup missed: tn 0x1 lf 0x2, lf 0/1 (0x00000000/0)",
-                            "  total        prefix:      10", "  prefix        match:       6",
-                            "  prefix longer match:       3", "  prefix     no match:       1",
-                            "  lf lookup MISMATCH:        0"]),
-                ("v4", ["  rc 0x4d7e8800 prefix len 0 (0)  prefix NULL"]),
-                ("cklkupv4", ["phu_plu_lookup() lookup failed, mask len 0 lf (nil)"]),
-                ("cklkupv4", ["phu_search() results: leaf 0x1 mask len 18  prefix 0.0.0.0/0 (exp:32)",
-                              "phu_plu_lookup() lookup failed, mask len 0 lf 0x1"]),
-                ("addv4", ["plu_add_entry with pfx 0x0A000000 10.0.0.0/8, vrf 0, rc 0x0"])):
-            with self.subTest(name):
-                self.assertEqual(self.reply(name, *lines), 0, lines)
 
     def test_check_without_its_summary_is_no_clean_check(self):
         for name, lines in (("ckbmsf", summary("ckbmsf")[:-1]), ("cklkuphw", [])):
