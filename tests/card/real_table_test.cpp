@@ -11,7 +11,6 @@
 #include "phu/commands.h"
 #include "simcard/table_file.h"
 #include "tests/card/health.h"
-#include "tests/card/search_truth.h"
 #include "tests/support/random_table.h"
 
 namespace {
