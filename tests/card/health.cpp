@@ -168,7 +168,6 @@ std::vector<pfx_entry> expect_recorded(const TableModel &model) {
         recorded.push_back(parsed.entry);
     }
     EXPECT_EQ(recorded.size(), model.entries().size());
-    capture_clear();
     return recorded;
 }
 

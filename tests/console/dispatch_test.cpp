@@ -8,7 +8,6 @@
 
 #include "console/command_table.h"
 #include "shm/contexts.h"
-#include "tests/console/fake_loader.h"
 #include "tests/console/stub_handlers.h"
 #include "tests/support/capture.h"
 #include "tests/support/text.h"

@@ -17,7 +17,6 @@
 #include "records/request.h"
 #include "reply/reply.h"
 #include "shm/contexts.h"
-#include "tests/console/fake_loader.h"
 #include "tests/console/stub_handlers.h"
 
 namespace {

@@ -1,4 +1,5 @@
-// Command handlers for tests of the channel itself: each records its call and runs a hook.
+// What stands around the channel in its tests: command handlers that record their calls and run a
+// hook, and the platform's _dlopen with files that cannot be opened, symbols that are missing.
 #pragma once
 
 #include <cstdint>
@@ -17,3 +18,13 @@ std::vector<handler_call> handler_calls();
 
 /// Forgets the calls and sets what runs inside every handler; null for nothing.
 void reset_handlers(std::function<void(const handler_call &)> hook = nullptr);
+
+struct fake_loader_state {
+    std::string absent_file;       // this one cannot be opened
+    std::string missing_symbol;    // no library has this one
+    void *plu_shm = nullptr;       // what the common library's own variables hold
+    void *phu_shm = nullptr;
+    std::vector<std::string> opened;    // files asked for, in order
+};
+
+fake_loader_state &fake_loader();

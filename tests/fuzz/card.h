@@ -1,10 +1,13 @@
-// The small card that the fuzz targets work on.
+// The small card that the fuzz targets work on, and what memory there is beside it: a page pair of
+// garbage, the C library.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "simcard/card.h"
-#include "tests/support/damage_places.h"
+#include "tests/support/damage.h"
 
 /// A card with a few dozen prefixes of both families and its records.
 struct fuzz_card {
@@ -21,3 +24,12 @@ struct fuzz_card {
         return reinterpret_cast<uint64_t>(records[number % records.size()]);
     }
 };
+
+/// Garbage where an operator could have mistyped an address: readable and writable, nothing behind
+/// its end.
+inline constexpr size_t garbage_words = 1024;
+uint64_t *garbage();
+
+/// Addresses for requests: inside the C library, and where nothing is mapped.
+uint64_t library_address();
+inline constexpr uint64_t unmapped_address = 0x7eb800000000;

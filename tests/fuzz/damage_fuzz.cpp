@@ -6,9 +6,9 @@
 #include "records/hw_node.h"
 #include "shm/contexts.h"
 #include "tests/card/powered_card.h"
-#include "tests/fuzz/memory_view.h"
+#include "tests/fuzz/card.h"
 #include "tests/fuzz/requests.h"
-#include "tests/support/damage_kinds.h"
+#include "tests/support/damage.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "console/command_table.h"
-#include "tests/fuzz/memory_view.h"
+#include "tests/fuzz/card.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "tbm/commands.h"
 #include "tests/card/powered_card.h"
 #include "tests/support/capture.h"
-#include "tests/support/damage_places.h"
+#include "tests/support/damage.h"
 #include "tests/support/random_table.h"
 #include "tests/support/text.h"
 

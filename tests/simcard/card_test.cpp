@@ -9,7 +9,7 @@
 #include "simcard/length_set.h"
 #include "tests/card/powered_card.h"
 #include "tests/simcard/card_state.h"
-#include "tests/support/damage_places.h"
+#include "tests/support/damage.h"
 #include "tests/support/random_table.h"
 
 using namespace simcard;

@@ -11,7 +11,7 @@
 
 #include "simcard/card.h"
 #include "tests/simcard/card_state.h"
-#include "tests/support/damage_kinds.h"
+#include "tests/support/damage.h"
 #include "tests/support/random_table.h"
 
 using namespace simcard;

@@ -26,16 +26,8 @@ int plu_debug_reply(const char *text) {
     return 0;
 }
 
-const std::vector<std::string> &captured_messages() {
-    return messages;
-}
-
-void capture_clear() {
-    messages.clear();
-}
-
 std::vector<std::string> captured_pieces(const std::function<void()> &action) {
-    capture_clear();
+    messages.clear();
     unreadable_begin();
     action();
     unreadable_end();

@@ -6,15 +6,10 @@
 #include <string>
 #include <vector>
 
-/// Messages sent since the last call of capture_clear, one string per message, each cut as the real
-/// sink cuts it (230 characters).
-const std::vector<std::string> &captured_messages();
-void capture_clear();
-
 /// Runs `action` and returns what it sent, joined.
 std::string captured(const std::function<void()> &action);
 
-/// Runs `action` and returns what it sent, message by message.
+/// Runs `action` and returns what it sent, message by message, each cut as the real sink cuts it.
 std::vector<std::string> captured_pieces(const std::function<void()> &action);
 
 using command_function = void (*)(uint64_t a1, uint64_t a2, uint64_t a3);
