@@ -75,9 +75,8 @@ class Questions(ClientTest):
 
 class ControlCharacters(ClientTest):
     def test_they_reach_no_terminal(self):
-        (self.folder / "reply").write_text(f"name {ESCAPE}\n")
         (self.folder / "script").write_text(f"nonsense{ESCAPE}\n")
-        self.start(f"dump=file:{self.folder / 'reply'}")
+        self.start(*self.answering(dump=[f"name {ESCAPE}"]))
         for words in (["dump"], ["dump" + ESCAPE], ["-f", str(self.folder / "script")], ["v4", ESCAPE],
                       ["-t", ESCAPE, "dump"], ["record", ESCAPE + "/x"], ["--raw", "x" + ESCAPE]):
             with self.subTest(words):

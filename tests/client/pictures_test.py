@@ -36,9 +36,7 @@ child idx 32 (00) child_tn 0x7000d0 (0x0A00/12), longest match for child tn: 8.0
 
 class Pictures(ClientTest):
     def rules(self, **replies):
-        for name, text in replies.items():
-            (self.folder / name).write_text(text)
-        return [f"{name}=file:{self.folder / name}" for name in replies]
+        return self.answering(**{name: text.splitlines() for name, text in replies.items()})
 
     def assert_refused(self, words, quoted):
         target = self.folder / "picture"
