@@ -1,6 +1,5 @@
 // What every checker does with a tree full of faults, a tree without end and no tree at all.
 #include "checks/commands.h"
-#include "checks/plu_phu_lookup.h"
 #include "phu/commands.h"
 #include "tbm/access.h"
 #include "tests/checks/fake_lookup_library.h"

@@ -1,9 +1,7 @@
 // ckbmsf, ckhmask and ckparbl on hand-made trees.
 #include <array>
 
-#include "checks/bmsf_check.h"
 #include "checks/commands.h"
-#include "checks/hint_mask_check.h"
 #include "checks/parent_leaf_check.h"
 #include "tbm/access.h"
 #include "tests/support/capture.h"

@@ -1,7 +1,6 @@
 // What the shell knows about a line: its filters, and the words that fit behind it.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "client/base/file_handle.h"

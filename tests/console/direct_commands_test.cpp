@@ -10,7 +10,6 @@
 #include "reply/refusals.h"
 #include "reply/unreadable.h"
 #include "shm/contexts.h"
-#include "shm/readable.h"
 #include "shm/readable_memory.h"
 #include "tbm/access.h"
 #include "tbm/commands.h"

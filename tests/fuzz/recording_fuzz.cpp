@@ -3,8 +3,6 @@
 // a reply, whose verdict the client must reach.
 #include <fcntl.h>
 
-#include <cstring>
-
 #include "client/recordings/recording_diff.h"
 #include "client/replies/verdict.h"
 #include "table/table_line.h"

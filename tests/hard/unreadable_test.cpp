@@ -2,9 +2,6 @@
 // same card without what hangs there, and names the address.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
-#include <functional>
 #include <memory>
 
 #include "checks/commands.h"

@@ -1,5 +1,4 @@
 // Node addresses, node reads and the simulated lookup on hand-made images.
-#include <cstring>
 
 #include "phu/commands.h"
 #include "phu/hint_dump.h"

@@ -1,7 +1,6 @@
 #include "tests/support/hand_tree.h"
 
 #include <arpa/inet.h>
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <string>
