@@ -63,11 +63,9 @@ bool visible(uint64_t address) {
 
 }    // namespace
 
-/// The client knows every line, but the words of a request without a command.
+/// The client knows every line.
 static void check_line(const client::reply_line &line) {
-    static bool own_words = false;
-    own_words = line.known == nullptr ? own_words : line.known->is("no_handler");
-    const std::string fault = own_words ? "" : form_fault(line);
+    const std::string fault = form_fault(line);
     if (!fault.empty()) {
         fprintf(stderr, "%s\n", fault.c_str());
         abort();
@@ -78,7 +76,10 @@ int plu_debug_reply(const char *text) {
     static volatile size_t sent = 0;    // every byte is read, for the sanitizers
     sent = sent + strnlen(text, plu_output_buffer_size);
     static client::reply_lines lines("*", check_line);
-    lines.piece(std::string_view(text, strnlen(text, plu_reply_text_max)));
+    // The words of a request without a command may hold line ends, which no client sends.
+    const bool foreign = strncmp(text, "no handler for ", 15) == 0;
+    lines.piece(foreign ? "no handler for it\n"
+                        : std::string_view(text, strnlen(text, plu_reply_text_max)));
     return 0;
 }
 
