@@ -3,12 +3,8 @@
 namespace client {
 namespace {
 
-// The characters that a line of the form can begin with.
-bool may_begin(const form &kind, unsigned char first) {
-    const std::string_view literal = kind.count == 0 ? kind.tail : kind.fields[0].literal;
-    if (!literal.empty()) {
-        return static_cast<unsigned char>(literal[0]) == first;
-    }
+// What a form that begins with a field can begin with.
+bool may_begin(const form &kind, size_t first) {
     return kind.fields[0].conversion != 'd' || (first >= '0' && first <= '9') || first == '-' ||
            first == ' ';
 }
@@ -24,8 +20,13 @@ line_recogniser::line_recogniser(std::string_view command) {
         if (command != "*" && !kind.sent_by(command)) {
             continue;
         }
+        const std::string_view literal = kind.count == 0 ? kind.tail : kind.fields[0].literal;
+        if (!literal.empty()) {
+            by_first_[static_cast<unsigned char>(literal[0])].push_back(&kind);
+            continue;
+        }
         for (size_t first = 0; first < by_first_.size(); ++first) {
-            if (may_begin(kind, static_cast<unsigned char>(first))) {
+            if (may_begin(kind, first)) {
                 by_first_[first].push_back(&kind);
             }
         }
