@@ -57,7 +57,8 @@ struct reference {
     /// The leaf referred to; null when the offset is outside, the slot is empty or what lies there
     /// cannot be read.
     [[nodiscard]] const leaf *target() const {
-        if (offset >= nnodes || leaves_ == nullptr || !readable_memory::holds(leaves_ + offset)) {
+        if (offset >= nnodes || leaves_ == nullptr ||
+            (!asked_ && !readable_memory::holds(leaves_ + offset))) {
             return nullptr;
         }
         const leaf *found = current(leaves_[offset]);
@@ -76,14 +77,15 @@ private:
         }
         nnodes = current(array->la_nnodes);
         leaves_ = current(array->la_leaves);
-        const bool asked = leaves_ != nullptr && nnodes > 0 && nnodes <= readable_memory::slots_max;
-        if (asked && !readable_memory::holds_slots(leaves_, nnodes)) {
+        asked_ = leaves_ != nullptr && nnodes > 0 && nnodes <= readable_memory::slots_max;
+        if (asked_ && !readable_memory::holds_slots(leaves_, nnodes)) {
             report_unreadable(leaves_);
             nnodes = 0;
         }
     }
 
     leaf **leaves_ = nullptr;
+    bool asked_ = false;    // for all slots
 };
 
 void report_end(const tn *node, int32_t index, const reference &ref, int leaf_length) {
