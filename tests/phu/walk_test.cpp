@@ -3,6 +3,7 @@
 #include "reply/text.h"
 #include "reply/trace.h"
 #include "shm/contexts.h"
+#include "tbm/access.h"
 #include "tests/phu/fake_hardware.h"
 
 namespace {
@@ -58,6 +59,19 @@ TEST_F(walk_test, SummaryCountsNodesAndLeavesByStateAndType) {
     EXPECT_STREQ(phu_pfx_str, "16.0");
     tree.phu()->tbm_handle = nullptr;
     EXPECT_EQ(walk(0), "NULL tbm_handle\n");
+}
+
+TEST_F(walk_test, WhatTheLibraryTakesAwayWhileALineIsSentIsNotListed) {
+    leaf_array *leaves = tn_inode(middle)->in_lfarray;
+    after_message = [&] {
+        leaves->la_nnodes = 1;
+        middle->sn_charray->ta_nnodes = 1;
+    };
+    const std::string text = walk(11);
+    after_message = nullptr;
+    EXPECT_EQ(text.find("128.0.0.0/1"), std::string::npos) << text;
+    EXPECT_EQ(text.find("200.0.0.0/6"), std::string::npos) << text;
+    EXPECT_NE(text.find("8.0.0.0/8"), std::string::npos) << text;
 }
 
 TEST_F(walk_test, LeafLinesNameTheirAncestorsFromTheParentUp) {

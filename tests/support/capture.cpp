@@ -6,6 +6,8 @@
 #include "reply/unreadable.h"
 #include "tests/support/form_print.h"
 
+std::function<void()> after_message;
+
 namespace {
 std::vector<std::string> messages;
 
@@ -23,6 +25,9 @@ void expect_known_lines() {
 
 int plu_debug_reply(const char *text) {
     messages.push_back(std::string(text).substr(0, plu_reply_text_max));
+    if (after_message) {
+        after_message();
+    }
     return 0;
 }
 
